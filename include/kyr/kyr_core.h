@@ -5,6 +5,7 @@
 #define KYR_CORE_H
 
 #include "kyr_types.h"
+#include "kyr_geometry.h"
 #include "kyr_log.h"
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
