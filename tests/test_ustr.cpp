@@ -59,6 +59,22 @@ TEST(Utf8Test, FormOnly) {
   EXPECT_FALSE(kyr::utf8_form_valid(text.data(), 16));  // cuts the euro sign
 }
 
+TEST(Utf8Test, EveryScanVariantAgrees) {
+  // Runs of every length with the first high byte at every position of the
+  // blocks that the wide paths fold together.
+  std::string text(300, 'x');
+  for (size_t len : {0, 1, 15, 16, 17, 63, 64, 65, 127, 128, 129, 255, 300}) {
+    for (size_t at = 0; at <= len; at += (at < 140 ? 1 : 37)) {
+      std::string t = text.substr(0, len);
+      if (at < len) t[at] = '\x80';
+      size_t want = kyr::utf8_ascii_prefix_variant(0, t.data(), t.size());
+      EXPECT_EQ(want, at < len ? at : len);
+      EXPECT_EQ(kyr::utf8_ascii_prefix_variant(1, t.data(), t.size()), want) << len << " " << at;
+      EXPECT_EQ(kyr::utf8_ascii_prefix_variant(2, t.data(), t.size()), want) << len << " " << at;
+    }
+  }
+}
+
 TEST(TextGate, CodePageRoad) {
   // Windows-1252: 0x80 is the euro sign, 0xE9 e-acute, the holes are C1.
   Str a;

@@ -19,6 +19,11 @@ size_t text_length(const char* text, uint64_t max_len);
 // is read. ASCII runs are checked 16 bytes a step.
 bool utf8_form_valid(const char* text, size_t len);
 
+// The ASCII scan of the UTF-8 test by variant (0 scalar, 1 SSE2, 2 AVX2 when
+// the processor has it, else scalar): the length of the run of bytes below
+// 0x80. For tests that hold every variant to the same answers.
+size_t utf8_ascii_prefix_variant(int variant, const char* text, size_t len);
+
 // Encodes a code point below 0x200000 as 1 to 4 bytes; returns the count.
 inline size_t utf8_encode(uint32_t cp, char* dst) {
   auto* d = reinterpret_cast<unsigned char*>(dst);
