@@ -9,6 +9,9 @@
 #include "kyr_log.h"
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
+#include "kyr_encoding.h"
+#include "kyr_file.h"
+#include "kyr_stream.h"
 #include "kyr_var.h"
 
 #endif /* KYR_CORE_H */
