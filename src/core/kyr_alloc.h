@@ -4,7 +4,8 @@
 // "kyr-core: out of memory allocating N bytes" goes to stderr and the process
 // aborts. So no caller ever writes through a null result, and no caller needs
 // a failure path for allocation. Operations documented to report allocation
-// failure (stream openers, TENSOR_Alloc) use the kyr_try_* forms instead.
+// failure (stream openers, TENSOR_Alloc), and those whose size is only an
+// outside claim, call malloc themselves and report by their result.
 #pragma once
 
 #include <cstddef>
