@@ -10,5 +10,10 @@
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
 #include "kyr_var.h"
+#include "kyr_ustrs.h"
+#include "kyr_width.h"
+#include "kyr_codec.h"
+#include "kyr_hash.h"
+#include "kyr_yaml.h"
 
 #endif /* KYR_CORE_H */
