@@ -13,5 +13,10 @@
 #include "kyr_file.h"
 #include "kyr_stream.h"
 #include "kyr_var.h"
+#include "kyr_ustrs.h"
+#include "kyr_width.h"
+#include "kyr_codec.h"
+#include "kyr_hash.h"
+#include "kyr_yaml.h"
 
 #endif /* KYR_CORE_H */
