@@ -10,5 +10,9 @@
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
 #include "kyr_var.h"
+#include "kyr_tensor.h"
+#include "kyr_matrix.h"
+#include "kyr_quat.h"
+#include "kyr_half.h"
 
 #endif /* KYR_CORE_H */
