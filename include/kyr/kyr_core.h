@@ -18,5 +18,9 @@
 #include "kyr_codec.h"
 #include "kyr_hash.h"
 #include "kyr_yaml.h"
+#include "kyr_tensor.h"
+#include "kyr_matrix.h"
+#include "kyr_quat.h"
+#include "kyr_half.h"
 
 #endif /* KYR_CORE_H */
