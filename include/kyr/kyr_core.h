@@ -11,6 +11,7 @@
 #include "kyr_ustr.h"
 #include "kyr_encoding.h"
 #include "kyr_file.h"
+#include "kyr_system.h"
 #include "kyr_stream.h"
 #include "kyr_var.h"
 #include "kyr_ustrs.h"
