@@ -19,11 +19,31 @@ constexpr uint64_t kInfinityBits = 0x7FF0000000000000ull;
 
 // The definition of a word's type: double, small kinds by sub tag, and the
 // tagged kinds by main tag.
-inline uint8_t type_of(var_t v) {
+constexpr uint8_t type_of(var_t v) {
   if ((v & kAbsMask) <= kInfinityBits) return VAR_TYPE_F64;
   unsigned c = static_cast<unsigned>((v >> 44) & 0xFF);
   return c < 16 ? static_cast<uint8_t>(c) : static_cast<uint8_t>((c >> 4) | 16);
 }
+
+// The constant words of the kind table decode to their codes.
+static_assert(type_of(VAR_NULL) == VAR_TYPE_NULL);
+static_assert(type_of(VAR_FALSE) == VAR_TYPE_BOOL && type_of(VAR_TRUE) == VAR_TYPE_BOOL);
+static_assert(type_of(VAR_TAG_F32) == VAR_TYPE_F32);
+static_assert(type_of(VAR_TAG_U32) == VAR_TYPE_U32);
+static_assert(type_of(VAR_TAG_I32) == VAR_TYPE_I32);
+static_assert(type_of(VAR_TAG_SSTR) == VAR_TYPE_SSTR);
+static_assert(type_of(VAR_TAG_U48) == VAR_TYPE_U48);
+static_assert(type_of(VAR_TAG_I48) == VAR_TYPE_I48);
+static_assert(type_of(0x7FF0000000000000ull) == VAR_TYPE_F64);
+static_assert(type_of(0xFFF0000000000000ull) == VAR_TYPE_F64);
+static_assert(type_of(VAR_TAG_U64) == VAR_TYPE_U64);
+static_assert(type_of(VAR_TAG_I64) == VAR_TYPE_I64);
+static_assert(type_of(VAR_TAG_CSTR) == VAR_TYPE_CSTR);
+static_assert(type_of(VAR_TAG_OBJECT) == VAR_TYPE_OBJECT);
+static_assert(type_of(VAR_TAG_ARRAY) == VAR_TYPE_ARRAY);
+static_assert(type_of(VAR_TAG_USTR) == VAR_TYPE_USTR);
+static_assert(type_of(VAR_TAG_ERROR) == VAR_TYPE_ERROR);
+static_assert(VAR_NULL == 0xFFF0010000000000ull && VAR_FALSE == 0x7FF0400000000000ull);
 
 inline uint16_t high16(var_t v) { return static_cast<uint16_t>(v >> 48); }
 inline uint64_t payload(var_t v) { return v & VAR_PAYLOAD_MASK; }
