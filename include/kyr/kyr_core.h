@@ -10,5 +10,6 @@
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
 #include "kyr_var.h"
+#include "kyr_var_path.h"
 
 #endif /* KYR_CORE_H */
