@@ -11,7 +11,7 @@ scripts/deps.sh build fuzz
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DKYR_BUILD_FUZZ=ON \
   -DKYR_SANITIZE=ON -DKYR_BUILD_TESTS=OFF -DKYR_BUILD_EXAMPLES=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build-fuzz
+cmake --build build-fuzz -j 2
 targets=$*
 [ -z "$targets" ] && targets=$(cd fuzz && ls fuzz_*.cpp | sed -e 's/^fuzz_//' -e 's/\.cpp$//')
 for t in $targets; do

@@ -23,5 +23,6 @@
 #include "kyr_matrix.h"
 #include "kyr_quat.h"
 #include "kyr_half.h"
+#include "kyr_var_path.h"
 
 #endif /* KYR_CORE_H */
