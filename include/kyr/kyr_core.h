@@ -10,5 +10,9 @@
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
 #include "kyr_var.h"
+#include "kyr_compress.h"
+#include "kyr_image.h"
+#include "kyr_pixel.h"
+#include "kyr_roi.h"
 
 #endif /* KYR_CORE_H */
