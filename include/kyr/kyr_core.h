@@ -24,5 +24,9 @@
 #include "kyr_quat.h"
 #include "kyr_half.h"
 #include "kyr_var_path.h"
+#include "kyr_compress.h"
+#include "kyr_image.h"
+#include "kyr_pixel.h"
+#include "kyr_roi.h"
 
 #endif /* KYR_CORE_H */
