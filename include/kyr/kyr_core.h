@@ -10,5 +10,9 @@
 #include "kyr_svec.h"
 #include "kyr_ustr.h"
 #include "kyr_var.h"
+#include "kyr_digits.h"
+#include "kyr_var_conv.h"
+#include "kyr_var_error.h"
+#include "kyr_json.h"
 
 #endif /* KYR_CORE_H */
