@@ -74,8 +74,4 @@ bool var_conv_f64(uint8_t type, var_t w, double* out);
 // The common body of var_mut_to_bool/u32/i32/f32: type is 4, 13, 14 or 15.
 void* var_mut_to(var_t* v, uint8_t type);
 
-// The value of the newest member whose name is `key` after the text gate
-// (null or "" is the empty name), or null when v is no object or has none.
-var_t* var_find_cstr(const var_t* v, const char* key);
-
 }  // namespace kyr

@@ -108,22 +108,6 @@ void* var_mut_to(var_t* v, uint8_t type) {
   return v;
 }
 
-var_t* var_find_cstr(const var_t* v, const char* key) {
-  if (!v || !is_object(*v)) return nullptr;
-  size_t len = key ? std::strlen(key) : 0;
-  if (!len) key = nullptr;
-  // Valid UTF-8 passes the gate unchanged, so its bytes are the key; only
-  // other text needs the converted copy.
-  if (!key || utf8_form_valid(key, len)) {
-    VAR_MEMBER* m = find_member(*v, key, len);
-    return m ? &m->value : nullptr;
-  }
-  ustr converted = ustr_from_cstr(key);
-  VAR_MEMBER* m = find_member(*v, converted, svec_len(converted));
-  svec_free(&converted);
-  return m ? &m->value : nullptr;
-}
-
 }  // namespace kyr
 
 // ============================================================ exported
