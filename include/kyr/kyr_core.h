@@ -32,5 +32,7 @@
 #include "kyr_var_conv.h"
 #include "kyr_var_error.h"
 #include "kyr_json.h"
+#include "kyr_rtti.h"
+#include "kyr_var_bind.h"
 
 #endif /* KYR_CORE_H */
