@@ -33,6 +33,22 @@ int main(void) {
   CHECK(events == 6); /* object begin, n, list begin, true, list end, object end */
   var_free(&root);
 
+  /* One call into each of the other families, through the shared library. */
+  var_t doc = var_json_("{'pl':[{sz:0x10}]}", (u64_t)-1, 0);
+  var_t* sz = var_of_rawpath(&doc, "pl[0].sz", (u64_t)-1, VAR_PATH_NO_CREATE);
+  f64_t d = 0;
+  CHECK(sz && var_to_f64p(sz, &d) && d == 16.0);
+  ustr json = var_to_json(&doc, 0);
+  CHECK(json && strcmp(json, "{\"pl\":[{\"sz\":16}]}") == 0);
+  svec_free(&json);
+  var_free(&doc);
+
+  CHECK(kyr_crc32("123456789", 9) == 0xCBF43926u);
+  CHECK(f16_to_f32(f32_to_f16(1.5f)) == 1.5f);
+  CHECK(GetImageBufferSize(4, 2, KYR_PF_RGBA) == 32);
+  mat4_f32 rot = mat4_rotation(0.5f, (vec4_f32){0, 0, 1, 0});
+  CHECK(mat4_determinant(&rot) > 0.999 && mat4_determinant(&rot) < 1.001);
+
   CHECK(check_memory_usage(false) == 0);
   if (failures) return 1;
   puts("c api ok");

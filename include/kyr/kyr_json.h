@@ -29,6 +29,7 @@
 #ifndef KYR_JSON_H
 #define KYR_JSON_H
 
+#include "kyr_stream.h"
 #include "kyr_var.h"
 
 KYR_EXTERN_C_BEGIN
@@ -75,6 +76,81 @@ KYR_API i32_t read_number(var_t* out, const char** cursor, const char* end,
  * unterminated string, a NUL inside quotes, or a bad escape; *out then holds
  * the word with all bits set and *cursor is unchanged. */
 KYR_API i64_t read_string(var_t* out, const char** cursor, const char* end);
+
+/* ================================================================ writing */
+
+/* Writes *value as JSON text on `stream` and returns 1, whatever the stream
+ * did: short or failed writes are not looked at. A null value (or a null
+ * stream) writes nothing.
+ *
+ * indent 0 gives compact text with no blank and no line end outside strings;
+ * otherwise every element and member starts a line of `indent` blanks per
+ * level, a closing bracket stands on its own line, and an empty container
+ * stays "[]" or "{}". There is no blank behind a member name's colon:
+ *
+ *   indent 0: {"a":[1,2]}          indent 2: {
+ *                                               "a":[
+ *                                                 1,
+ *                                                 2
+ *                                               ]
+ *                                             }
+ *
+ * Values, by kind:
+ *   double (21)    "%f": six digits behind the point (1.000000); the
+ *                  infinities as "inf" and "-inf", which don't read back
+ *   null (0)       null;  bool (4): true when the low 32 bits aren't 0
+ *   f32 (13)       "%.7g" (1.5, 1, 1e+10)
+ *   integers       decimal: u32 "%u", i32 "%i", u48 "%llu", i48 "%lli",
+ *                  u64 / i64 the cell ("%llu" / "%lli"; 0 without a cell)
+ *   strings        quoted (17, 24, 28): a short string or text reference up
+ *                  to its NUL (a short string's at most 6 payload bytes), a
+ *                  ustr by its length, NULs and all. Only 0x08 0x0A 0x0C 0x0D
+ *                  " and \ are escaped (\b \n \f \r \" \\); tabs, other
+ *                  control bytes, '/' and bytes from 0x80 go out as they are.
+ *                  A ustr value without a string is "", a text reference
+ *                  without an address null
+ *   containers     members in body order, names quoted like strings
+ *   error (30)     its address: "0x%012llx" of the low 48 bits
+ *   other codes    the scalar format table's row: u8 "%hhu", i8 "%hhi",
+ *                  u16 "%hu", i16 "%hi", 5 "%hhi", 8 and 12 "0x%08x",
+ *                  9 "0x%04x", 1..3 "0x%1x" of the low 32 bits; 20 "%llu",
+ *                  25, 29, 31 "0x%012llx" of the low 48 bits
+ * Integers are never quoted. Text read back with var_json_ gives the same
+ * shape, names and order; doubles come back rounded to six decimals.
+ *
+ * The writer keeps its own heap stack of open containers, so a tree of any
+ * depth prints without using the machine stack. It gathers the text and
+ * hands it to the stream's write slot in pieces of a few kilobytes, in
+ * order, at the stream's position (the vprintf slot is never used). The
+ * tree is only read and must not change during the call. */
+KYR_API i32_t var_write_json(stream_t* stream, const var_t* value, u32_t indent);
+
+/* The text var_write_json would write, as a new ustr owned by the caller;
+ * null for a null value. */
+KYR_API ustr var_to_json(const var_t* value, u32_t indent);
+
+/* ====================================================== files and streams */
+
+/* Error codes of the two front ends below (messages in kyr_var_error.h). */
+#define KYR_JSON_NULL_STREAM (-301) /* "Stream cannot be NULL" */
+#define KYR_JSON_NO_DATA     (-600) /* "Cannot read file" / "Empty data" */
+
+/* Reads the file at `path` (UTF-8 or local-encoding text, see kyr_fopen) as
+ * text (ustr_from_file: a byte-order mark is taken off, UTF-16 and UTF-32
+ * become UTF-8, unmarked text that isn't UTF-8 is taken from the active code
+ * page) and reads the text up to its first NUL as var_json_ does. Returns
+ * the tree (caller releases it with var_free), or a VAR_TYPE_ERROR value:
+ * -600 "Cannot read file" when the file can't be opened or nothing decodes
+ * (a null path, an empty file, a file of only a byte-order mark), or the
+ * reader's -507 / -508. as_f32 as in var_json_. */
+KYR_API var_t var_json_file_(const char* path, u8_t as_f32);
+
+/* As var_json_file_ over a stream, decoded by ustr_read_stream: the stream
+ * should stand at position 0, and is read to its end but not closed. A null
+ * stream gives -301 "Stream cannot be NULL"; a stream that gives no text
+ * (empty, only a mark, a short read, text that decodes to nothing) gives
+ * -600 "Empty data". */
+KYR_API var_t var_json_stream_(stream_t* stream, u8_t as_f32);
 
 KYR_EXTERN_C_END
 

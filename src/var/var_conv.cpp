@@ -5,6 +5,7 @@
 // own width) inline and hand everything else to a routine, so a read of a
 // number parsed from JSON costs a mask, a compare and a move.
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -255,6 +256,122 @@ bool var_conv_f64(uint8_t type, var_t w, double* out) {
 
 }  // namespace kyr
 
+// ============================================================ scalar text
+
+namespace {
+
+// How each type code's row of the scalar format table prints.
+enum Row : uint8_t {
+  kHex1,     // "0x%1x"
+  kS8,       // "%hhi"
+  kU8,       // "%hhu"
+  kHex8,     // "0x%08x"
+  kHex4,     // "0x%04x"
+  kU16,      // "%hu"
+  kS16,      // "%hi"
+  kF32,      // "%.7g" of the float widened to double
+  kU32,      // "%u"
+  kS32,      // "%i", "%d", "%1d"
+  kU48,      // "%llu" of the payload
+  kS48,      // "%lli" of the payload sign-extended from bit 47
+  kU64Cell,  // "%llu" of the cell
+  kS64Cell,  // "%lli" of the cell
+  kHex12,    // "0x%012llx" of the payload
+  kNoRow,    // text kinds and the double: printed elsewhere
+};
+
+// Code 16 keeps its row although no word decodes to it (main tag 1 is 17).
+constexpr Row kRows[32] = {
+    kHex1, kHex1, kHex1, kHex1,             //  0..3  null and no kinds
+    kS32,  kS8,   kU8,   kS8,               //  4..7  bool, no kind, u8, i8
+    kHex8, kHex4, kU16,  kS16,              //  8..11
+    kHex8, kF32,  kU32,  kS32,              // 12..15
+    kS32,  kNoRow, kU48, kS48,              // 16..19 no kind, sstr, u48, i48
+    kU48,  kNoRow, kU64Cell, kS64Cell,      // 20..23 any, double, u64, i64
+    kNoRow, kHex12, kHex12, kHex12,         // 24..27 cstr, no kind, object, array
+    kNoRow, kHex12, kHex12, kHex12,         // 28..31 ustr, no kind, error, no kind
+};
+
+size_t decimal(uint64_t value, char* out) {
+  return static_cast<size_t>(write_decimal(value, out) - out);
+}
+size_t decimal(int64_t value, char* out) {
+  if (value >= 0) return decimal(static_cast<uint64_t>(value), out);
+  *out = '-';
+  return 1 + decimal(0 - static_cast<uint64_t>(value), out + 1);
+}
+
+// "0x" and at least `digits` lower-case hexadecimal digits.
+size_t hex(uint64_t value, int digits, char* out) {
+  int n = 1;
+  while (n < 16 && (value >> (4 * n)) != 0) n++;
+  if (n < digits) n = digits;
+  out[0] = '0';
+  out[1] = 'x';
+  for (int i = n; i > 0; i--, value >>= 4) out[1 + i] = "0123456789abcdef"[value & 15];
+  return static_cast<size_t>(n) + 2;
+}
+
+}  // namespace
+
+namespace kyr {
+
+const char kDigitPairs[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Pairs from the end, so each step is one division by 100.
+char* write_decimal(uint64_t v, char* out) {
+  char digits[20];
+  char* p = digits + sizeof digits;
+  while (v >= 100) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + 2 * (v % 100), 2);
+    v /= 100;
+  }
+  if (v >= 10) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + 2 * v, 2);
+  } else {
+    *--p = static_cast<char>('0' + v);
+  }
+  size_t n = static_cast<size_t>(digits + sizeof digits - p);
+  std::memcpy(out, p, n);
+  return out + n;
+}
+
+size_t format_scalar(uint8_t type, var_t w, char* out) {
+  uint32_t low = static_cast<uint32_t>(w);
+  switch (kRows[type & 31]) {
+    case kHex1: return hex(low, 1, out);
+    case kS8: return decimal(int64_t{static_cast<signed char>(low)}, out);
+    case kU8: return decimal(uint64_t{static_cast<unsigned char>(low)}, out);
+    case kHex8: return hex(low, 8, out);
+    case kHex4: return hex(low, 4, out);
+    case kU16: return decimal(uint64_t{static_cast<unsigned short>(low)}, out);
+    case kS16: return decimal(int64_t{static_cast<short>(low)}, out);
+    case kF32: {
+      // The general form at a given precision is printf's %g, digit for digit.
+      double d = word_f32(w);
+      return static_cast<size_t>(
+          std::to_chars(out, out + kScalarTextMax, d, std::chars_format::general, 7).ptr -
+          out);
+    }
+    case kU32: return decimal(uint64_t{low}, out);
+    case kS32: return decimal(int64_t{static_cast<int32_t>(low)}, out);
+    case kU48: return decimal(payload(w), out);
+    case kS48: return decimal(i48_value(w), out);
+    case kU64Cell: return decimal(cell_value(w), out);
+    case kS64Cell: return decimal(static_cast<int64_t>(cell_value(w)), out);
+    case kHex12: return hex(payload(w), 12, out);
+    case kNoRow: break;
+  }
+  return 0;
+}
+
+}  // namespace kyr
+
 // ============================================================ exported
 
 extern "C" {
@@ -394,18 +511,20 @@ KYR_API bool var_to_ustr(const var_t* v, ustr* out) {
   ustr s;
   switch (type) {
     case VAR_TYPE_BOOL: s = ustr_from_cstr(low ? "true" : "false"); break;
-    case VAR_TYPE_U8: s = ustr_from_fmt("%hhu", static_cast<unsigned char>(low)); break;
-    case VAR_TYPE_I8: s = ustr_from_fmt("%hhi", static_cast<signed char>(low)); break;
-    case VAR_TYPE_U16: s = ustr_from_fmt("%hu", static_cast<unsigned short>(low)); break;
-    case VAR_TYPE_I16: s = ustr_from_fmt("%hi", static_cast<short>(low)); break;
-    case VAR_TYPE_U32: s = ustr_from_fmt("%u", low); break;
-    case VAR_TYPE_I32: s = ustr_from_fmt("%i", static_cast<int>(low)); break;
-    case VAR_TYPE_F32: s = ustr_from_fmt("%.7g", static_cast<double>(word_f32(w))); break;
-    case VAR_TYPE_SSTR: s = ustr_from_cstr(reinterpret_cast<const char*>(v)); break;
+    case VAR_TYPE_U8:
+    case VAR_TYPE_I8:
+    case VAR_TYPE_U16:
+    case VAR_TYPE_I16:
+    case VAR_TYPE_U32:
+    case VAR_TYPE_I32:
+    case VAR_TYPE_F32:
     case VAR_TYPE_U48:
-      s = ustr_from_fmt("%llu", static_cast<unsigned long long>(payload(w)));
+    case VAR_TYPE_I48: {
+      char text[kScalarTextMax];
+      s = ustr_from_raw(text, format_scalar(type, w, text));
       break;
-    case VAR_TYPE_I48: s = ustr_from_fmt("%lli", static_cast<long long>(i48_value(w))); break;
+    }
+    case VAR_TYPE_SSTR: s = ustr_from_cstr(reinterpret_cast<const char*>(v)); break;
     case VAR_TYPE_CSTR: s = ustr_from_cstr(payload_ptr<const char>(w)); break;
     case VAR_TYPE_USTR:
       // The value's own string: shared, not copied. A variable that already

@@ -74,4 +74,21 @@ bool var_conv_f64(uint8_t type, var_t w, double* out);
 // The common body of var_mut_to_bool/u32/i32/f32: type is 4, 13, 14 or 15.
 void* var_mut_to(var_t* v, uint8_t type);
 
+// ------------------------------------------------------------ scalar text
+// The scalar format table: one printf row per type code, applied to the
+// word's low 32 bits for codes below 16 and to its low 48 bits above (an i48
+// sign-extended from bit 47, a 64-bit kind to its cell, 0 without a cell).
+// var_to_ustr and the JSON writer both print through it, so a row is written
+// once. The text goes to out without a NUL; the result is its length. The
+// rows that aren't plain numbers (bool, the text kinds 17, 24 and 28, and
+// the double 21) give 0 and write nothing.
+constexpr size_t kScalarTextMax = 32;
+size_t format_scalar(uint8_t type, var_t w, char* out);
+
+// "00" to "99": decimal text two digits at a time.
+extern const char kDigitPairs[201];
+
+// The decimal digits of v at out (at most 20, no NUL); returns their end.
+char* write_decimal(uint64_t v, char* out);
+
 }  // namespace kyr
