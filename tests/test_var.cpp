@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -193,6 +194,27 @@ TEST(VarObject, MembersNewestFirst) {
   Var str(var_str_("released string", true));
   var_member_of_rawkey(&str.v, "x", 1);
   EXPECT_EQ(var_get_count(&str.v), 1);
+}
+
+// Releasing a tree whose members share key strings gives back exactly the
+// references the members held, however the shared keys interleave.
+TEST(VarObject, SharedKeysReleaseExactly) {
+  ustr keys[40];
+  for (int k = 0; k < 40; k++) {
+    char name[16];
+    snprintf(name, sizeof name, "name-%d", k);
+    keys[k] = ustr_from_strn(name, (u64_t)-1);
+  }
+  var_t list = VAR_EMPTY_ARRAY;
+  for (int i = 0; i < 500; i++) {
+    var_t* obj = var_append(&list, VAR_EMPTY_OBJECT);
+    for (int k = 0; k < 40; k += 1 + i % 3) var_obj_addu(obj, static_cast<ustr>(svec_share(keys[k])), var_int_(k));
+  }
+  var_free(&list);
+  for (ustr& k : keys) {
+    EXPECT_EQ(kyr::svec_header(k)->refcount.load(), 1u);
+    EXPECT_EQ(svec_free(&k), 0u);
+  }
 }
 
 TEST(VarObject, RenameNeverDuplicates) {

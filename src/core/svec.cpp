@@ -28,14 +28,18 @@ void* svec_write_header(void* block, uint64_t length, uint16_t elem_size) {
   return data;
 }
 
-// A count of 1 read by the holder can't change under it (no one else holds a
-// reference to share), so the sole holder frees without the atomic step.
-void svec_release(void* v) {
+// A count equal to the references the caller holds can't change under it
+// (no one else holds one to share), so the sole holder frees without the
+// atomic step.
+uint32_t svec_release_n(void* v, uint32_t n) {
   SvecHeader* h = svec_header(v);
-  if (h->refcount.load(std::memory_order_acquire) == 1 ||
-      h->refcount.fetch_sub(1, std::memory_order_seq_cst) == 1)
-    std::free(h);
+  uint32_t before = h->refcount.load(std::memory_order_acquire);
+  if (before != n) before = h->refcount.fetch_sub(n, std::memory_order_seq_cst);
+  if (before == n) std::free(h);
+  return before - n;
 }
+
+void svec_release(void* v) { svec_release_n(v, 1); }
 
 }  // namespace kyr
 
@@ -117,13 +121,7 @@ KYR_API u32_t svec_free(void* pv) {
   void* v = *handle(pv);
   if (!v) return 0;
   *handle(pv) = nullptr;
-  SvecHeader* h = svec_header(v);
-  uint32_t before = h->refcount.fetch_sub(1, std::memory_order_seq_cst);
-  if (before == 1) {
-    std::free(h);
-    return 0;
-  }
-  return before - 1;
+  return svec_release_n(v, 1);
 }
 
 KYR_API u16_t svec_elem_size(svec v) { return svec_esize(v); }

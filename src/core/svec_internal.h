@@ -58,4 +58,8 @@ void* svec_write_header(void* block, uint64_t length, uint16_t elem_size);
 // Drops one reference on a vector that is not null; frees it at the last.
 void svec_release(void* v);
 
+// Drops n references the caller holds at once (one atomic step for all);
+// frees the vector when they were the last. Returns the references left.
+uint32_t svec_release_n(void* v, uint32_t n);
+
 }  // namespace kyr

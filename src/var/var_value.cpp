@@ -32,6 +32,51 @@ var_t heap_cell(var_t tag, uint64_t value) {
   return tag_ptr(tag, cell);
 }
 
+// Members of one tree often share their key strings (the JSON reader gives
+// equal names one string), and dropping a shared key is an atomic step per
+// member. The release walk gathers the drops of recently met keys in a few
+// slots and hands each key's drops over in one step when its slot is needed
+// or the walk ends.
+class KeyDrops {
+ public:
+  KeyDrops() = default;
+  KeyDrops(const KeyDrops&) = delete;
+  KeyDrops& operator=(const KeyDrops&) = delete;
+  ~KeyDrops() {
+    if (ready_)
+      for (Slot& s : slots_) hand_over(s);
+  }
+
+  void drop(void* key) {
+    if (!ready_) {  // most releases meet no object: keep them free of the setup
+      std::memset(slots_, 0, sizeof slots_);
+      ready_ = true;
+    }
+    auto bits = reinterpret_cast<uintptr_t>(key);
+    Slot& s = slots_[((bits >> 4) ^ (bits >> 10)) % kSlots];
+    if (s.key == key && s.count < UINT32_MAX) {
+      s.count++;
+      return;
+    }
+    hand_over(s);
+    s = {key, 1};
+  }
+
+ private:
+  struct Slot {
+    void* key;
+    uint32_t count;
+  };
+  static constexpr size_t kSlots = 128;
+
+  static void hand_over(Slot& s) {
+    if (s.key) svec_release_n(s.key, s.count);
+  }
+
+  bool ready_ = false;
+  Slot slots_[kSlots];
+};
+
 // A body frame of the release walk.
 struct ReleaseFrame {
   void* body;
@@ -122,6 +167,7 @@ KYR_API const char* var_get_str(const var_t* v) {
 KYR_API void var_free(var_t* v) {
   if (!v) return;
   Stack<ReleaseFrame> suspended;
+  KeyDrops keys;
   ReleaseFrame cur = {nullptr, 0, 0, false};
   var_t w = *v;
   for (;;) {
@@ -151,7 +197,7 @@ KYR_API void var_free(var_t* v) {
     }
     if (cur.object) {
       VAR_MEMBER* m = static_cast<VAR_MEMBER*>(cur.body) + cur.index;
-      svec_free(&m->key);
+      if (m->key) keys.drop(m->key);
       w = m->value;
     } else {
       w = static_cast<var_t*>(cur.body)[cur.index];
