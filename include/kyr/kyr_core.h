@@ -29,5 +29,9 @@
 #include "kyr_image.h"
 #include "kyr_pixel.h"
 #include "kyr_roi.h"
+#include "kyr_digits.h"
+#include "kyr_var_conv.h"
+#include "kyr_var_error.h"
+#include "kyr_json.h"
 
 #endif /* KYR_CORE_H */

@@ -50,6 +50,45 @@ KYR_API void rijndaelEncrypt(const u32_t* schedule, i32_t rounds, const u8_t* pl
 KYR_API void rijndaelDecrypt(const u32_t* schedule, i32_t rounds, const u8_t* ciphertext,
                              u8_t* plaintext);
 
+/* ---------------------------------------------------------------- AES streams */
+
+struct stream_t; /* kyr_stream.h */
+
+/* Runs a stream through AES-256 in ECB mode under a text password: each
+ * 16-byte block is enciphered by itself, with no initialisation vector and no
+ * chaining, so equal plain blocks give equal cipher blocks.
+ *
+ * The key is the first 32 bytes of the NUL-terminated `password`; a shorter
+ * password is filled up to 32 bytes with zero bytes, a longer one is cut.
+ * There is no hashing, no salt and no check value: a wrong password decrypts
+ * to garbage of the right length.
+ *
+ * Both functions run from src's current position to its end and write at
+ * dst's current position, through any stream (a caller's table too). They
+ * read and write many blocks per call; a read that gives fewer bytes than
+ * asked is not the end of the data, only a read that gives nothing (or a
+ * negative count) is. A write that takes part of what it was given is handed
+ * the rest. A null dst, password or src returns 0 and touches no stream.
+ * Key and schedule live on the caller's stack and the data passes through
+ * one 64 KiB heap buffer; all three are cleared before the call returns.
+ * Any thread may call, each stream used by one thread at a time. */
+
+/* Encrypts src into dst. A last short block is filled up with blanks (0x20)
+ * to 16 bytes, unmarked, so the output is the input's length rounded up to a
+ * multiple of 16. Returns the bytes read from src; 0 when src is empty
+ * (nothing is written), when dst stops taking bytes (a write takes none of
+ * what is left; what was written stays written), or when a read claims more
+ * bytes than it was asked for. */
+KYR_API u64_t aes_encrypt(struct stream_t* dst, const char* password, struct stream_t* src);
+
+/* Decrypts src into dst, 16 bytes at a time; trailing bytes of a last short
+ * block are ignored, and the blanks of a padded last block come out as data.
+ * Returns the bytes dst took; 0 when src holds less than one block (nothing
+ * is written) or when a read claims more than it was asked for. A dst that
+ * stops taking bytes doesn't stop the decryption: src is read to its end and
+ * the result counts only what dst took. */
+KYR_API u64_t aes_decrypt(struct stream_t* dst, const char* password, struct stream_t* src);
+
 KYR_EXTERN_C_END
 
 #endif /* KYR_HASH_H */

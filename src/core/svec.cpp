@@ -28,9 +28,13 @@ void* svec_write_header(void* block, uint64_t length, uint16_t elem_size) {
   return data;
 }
 
+// A count of 1 read by the holder can't change under it (no one else holds a
+// reference to share), so the sole holder frees without the atomic step.
 void svec_release(void* v) {
   SvecHeader* h = svec_header(v);
-  if (h->refcount.fetch_sub(1, std::memory_order_seq_cst) == 1) std::free(h);
+  if (h->refcount.load(std::memory_order_acquire) == 1 ||
+      h->refcount.fetch_sub(1, std::memory_order_seq_cst) == 1)
+    std::free(h);
 }
 
 }  // namespace kyr

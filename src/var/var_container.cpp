@@ -3,7 +3,10 @@
 // Bodies are svec blocks that the library never shares; growth goes through
 // the svec rule (realloc when private), one element at a time, so that the
 // block stays exact. Objects are scanned linearly from the newest member.
+#include <cstring>
+
 #include "text/ustr_internal.h"
+#include "text/utf8.h"
 #include "var/var_internal.h"
 
 using namespace kyr;
@@ -60,6 +63,28 @@ void fill_null(var_t* slot, uint64_t count) {
 }
 
 }  // namespace
+
+// ============================================================ internal
+
+namespace kyr {
+
+var_t* var_find_cstr(const var_t* v, const char* key) {
+  if (!v || !is_object(*v)) return nullptr;
+  size_t len = key ? std::strlen(key) : 0;
+  if (!len) key = nullptr;
+  // Valid UTF-8 passes the gate unchanged, so its bytes are the key; only
+  // other text needs the converted copy.
+  if (!key || utf8_form_valid(key, len)) {
+    VAR_MEMBER* m = find_member(*v, key, len);
+    return m ? &m->value : nullptr;
+  }
+  ustr converted = ustr_from_cstr(key);
+  VAR_MEMBER* m = find_member(*v, converted, svec_len(converted));
+  svec_free(&converted);
+  return m ? &m->value : nullptr;
+}
+
+}  // namespace kyr
 
 // ============================================================ exported
 

@@ -83,4 +83,8 @@ inline VAR_MEMBER* find_member(var_t obj, const char* key, uint64_t len) {
   return nullptr;
 }
 
+// The value of the newest member whose name is `key` after the text gate
+// (null or "" is the null name), or null when v is no object or has none.
+var_t* var_find_cstr(const var_t* v, const char* key);
+
 }  // namespace kyr

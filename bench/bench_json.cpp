@@ -1,0 +1,209 @@
+// bench_json.cpp - parse-and-free throughput of var_json_ beside two peers,
+// RapidJSON's Document::Parse and cJSON's cJSON_ParseWithLength, each
+// including the release of its tree, on the same bytes in the same run.
+//
+// usage: bench_json [benchmark flags] [file.json ...]
+// Without files it reads twitter.json, citm_catalog.json and canada.json from
+// KYR_BENCH_DATA_DIR, and when none is there it generates documents of the
+// same three shapes. At the end it prints each peer's throughput as a ratio
+// to ours, and the time ratio of two objects of 100,000 and 400,000 distinct
+// names (linear growth gives about 4).
+#include <benchmark/benchmark.h>
+#include <cjson/cJSON.h>
+#include <rapidjson/document.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <kyr/kyr_core.h>
+
+#ifndef KYR_BENCH_DATA_DIR
+#define KYR_BENCH_DATA_DIR "."
+#endif
+
+namespace {
+
+struct Doc {
+  std::string name;
+  std::string bytes;
+};
+
+std::vector<Doc>& docs() {
+  static std::vector<Doc> all;
+  return all;
+}
+
+bool load_file(const std::string& path, Doc* doc) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  doc->bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  size_t slash = path.find_last_of('/');
+  doc->name = slash == std::string::npos ? path : path.substr(slash + 1);
+  return true;
+}
+
+// ------------------------------------------------------------ generated data
+
+std::string gen_records(std::mt19937_64& rng, int count) {
+  static const char* const words[] = {"alpha", "beta", "gamma", "delta", "naïve", "東京",
+                                      "line\\nbreak", "quote\\\"d"};
+  std::string s = "{\"statuses\": [\n";
+  for (int i = 0; i < count; i++) {
+    s += i ? ",\n" : "";
+    s += "  {\n    \"id\": " + std::to_string(rng() >> 12) + ",\n    \"text\": \"";
+    for (int w = 0; w < 12; w++) s += std::string(words[rng() % 8]) + " ";
+    s += "\",\n    \"retweeted\": " + std::string(rng() % 2 ? "true" : "false") +
+         ",\n    \"user\": {\"name\": \"user" + std::to_string(i) +
+         "\", \"followers\": " + std::to_string(rng() % 100000) +
+         ", \"url\": null},\n    \"tags\": [\"a\", \"b\"]\n  }";
+  }
+  return s + "\n]}\n";
+}
+
+std::string gen_catalog(std::mt19937_64& rng, int count) {
+  std::string s = "{\n    \"events\": {\n";
+  for (int i = 0; i < count; i++) {
+    s += i ? ",\n" : "";
+    s += "        \"" + std::to_string(100000000 + i) + "\": {\n            \"id\": " +
+         std::to_string(100000000 + i) + ",\n            \"subTopicIds\": [\n                " +
+         std::to_string(rng() % 1000000) + ",\n                " +
+         std::to_string(rng() % 1000000) + "\n            ],\n            \"logo\": null\n        }";
+  }
+  return s + "\n    }\n}\n";
+}
+
+std::string gen_coordinates(std::mt19937_64& rng, int count) {
+  std::string s = "{\"type\":\"Polygon\",\"coordinates\":[[";
+  char buf[64];
+  for (int i = 0; i < count; i++) {
+    double x = -180.0 + static_cast<double>(rng() % 3600000000ull) / 1e7;
+    double y = -90.0 + static_cast<double>(rng() % 1800000000ull) / 1e7;
+    std::snprintf(buf, sizeof buf, "%s[%.15f,%.15f]", i ? "," : "", x, y);
+    s += buf;
+  }
+  return s + "]]}";
+}
+
+// One object of `count` distinct names of equal width, so that the text
+// grows exactly with the count: "k0000042":1000042.
+std::string gen_names(int count) {
+  std::string s = "{";
+  char member[48];
+  for (int i = 0; i < count; i++) {
+    std::snprintf(member, sizeof member, "%s\"k%07d\":%d", i ? "," : "", i, 1000000 + i);
+    s += member;
+  }
+  return s + "}";
+}
+
+// ------------------------------------------------------------ benchmarks
+
+void parse_kyr(benchmark::State& state, const std::string* bytes) {
+  for (auto _ : state) {
+    var_t v = var_json_(bytes->data(), bytes->size(), 0);
+    benchmark::DoNotOptimize(v);
+    var_free(&v);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes->size()));
+}
+
+void parse_rapidjson(benchmark::State& state, const std::string* bytes) {
+  for (auto _ : state) {
+    rapidjson::Document d;
+    d.Parse(bytes->data(), bytes->size());
+    benchmark::DoNotOptimize(d.HasParseError());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes->size()));
+}
+
+void parse_cjson(benchmark::State& state, const std::string* bytes) {
+  for (auto _ : state) {
+    cJSON* root = cJSON_ParseWithLength(bytes->data(), bytes->size());
+    benchmark::DoNotOptimize(root);
+    cJSON_Delete(root);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes->size()));
+}
+
+// Collects throughput by name and prints the peer ratios after the table.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& r : runs) {
+      if (r.run_type == Run::RT_Aggregate && r.aggregate_name != "median") continue;
+      std::string name = r.benchmark_name();
+      size_t cut = name.find("_median");
+      if (cut != std::string::npos) name.erase(cut);
+      auto it = r.counters.find("bytes_per_second");
+      if (it != r.counters.end()) speed_[name] = it->second;
+      time_[name] = r.GetAdjustedCPUTime();
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    std::printf("\nthroughput of var_json_ as a multiple of each peer's:\n");
+    for (const Doc& d : docs()) {
+      double ours = speed_["kyr/" + d.name];
+      double rj = speed_["rapidjson/" + d.name];
+      double cj = speed_["cjson/" + d.name];
+      if (ours > 0 && rj > 0 && cj > 0)
+        std::printf("  %-22s %7.1f MB/s  x%.2f RapidJSON  x%.2f cJSON\n", d.name.c_str(),
+                    ours / 1e6, ours / rj, ours / cj);
+    }
+    for (const char* who : {"kyr", "rapidjson"}) {
+      double small = time_[std::string(who) + "_names/100000"];
+      double large = time_[std::string(who) + "_names/400000"];
+      if (small > 0 && large > 0)
+        std::printf("distinct names, %s: 400,000 take %.2f times the CPU time of 100,000\n",
+                    who, large / small);
+    }
+  }
+
+ private:
+  std::map<std::string, double> speed_;
+  std::map<std::string, double> time_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  for (int i = 1; i < argc; i++) {
+    Doc d;
+    if (load_file(argv[i], &d)) docs().push_back(std::move(d));
+    else std::fprintf(stderr, "bench_json: cannot read %s\n", argv[i]);
+  }
+  if (argc <= 1) {
+    for (const char* f : {"twitter.json", "citm_catalog.json", "canada.json"}) {
+      Doc d;
+      if (load_file(std::string(KYR_BENCH_DATA_DIR) + "/" + f, &d)) docs().push_back(std::move(d));
+    }
+  }
+  if (docs().empty()) {
+    std::mt19937_64 rng(42);
+    docs().push_back({"generated_records.json", gen_records(rng, 2000)});
+    docs().push_back({"generated_catalog.json", gen_catalog(rng, 8000)});
+    docs().push_back({"generated_coordinates.json", gen_coordinates(rng, 60000)});
+  }
+  for (const Doc& d : docs()) {
+    benchmark::RegisterBenchmark(("kyr/" + d.name).c_str(), parse_kyr, &d.bytes);
+    benchmark::RegisterBenchmark(("rapidjson/" + d.name).c_str(), parse_rapidjson, &d.bytes);
+    benchmark::RegisterBenchmark(("cjson/" + d.name).c_str(), parse_cjson, &d.bytes);
+  }
+  static const std::string names_small = gen_names(100000);
+  static const std::string names_large = gen_names(400000);
+  benchmark::RegisterBenchmark("kyr_names/100000", parse_kyr, &names_small);
+  benchmark::RegisterBenchmark("kyr_names/400000", parse_kyr, &names_large);
+  benchmark::RegisterBenchmark("rapidjson_names/100000", parse_rapidjson, &names_small);
+  benchmark::RegisterBenchmark("rapidjson_names/400000", parse_rapidjson, &names_large);
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return 0;
+}

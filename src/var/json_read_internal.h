@@ -1,0 +1,370 @@
+// json_read_internal.h - the pieces of the JSON reader: byte scanners,
+// string decoding, number parsing and the per-parse name table.
+//
+// Everything here works on [p, end) and never reads at or past end, so text
+// cut anywhere by its caller is read safely.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+#include "kyr/kyr_json.h"
+#include "core/kyr_alloc.h"
+#include "var/var_internal.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace kyr::json {
+
+using Byte = unsigned char;
+
+// ------------------------------------------------------------ scanners
+// Each scanner has a plain reference version and block versions; all give
+// the same positions (a test runs them side by side). The reader picks one
+// set per parse from the CPU's features.
+
+// First position in [p, end) holding `stop`, a backslash or a NUL; end when
+// there is none.
+const Byte* scan_string_scalar(const Byte* p, const Byte* end, Byte stop);
+const Byte* scan_string_sse2(const Byte* p, const Byte* end, Byte stop);
+const Byte* scan_string_avx2(const Byte* p, const Byte* end, Byte stop);
+
+// First position in [p, end) that is neither a blank nor a tab.
+const Byte* scan_blanks_scalar(const Byte* p, const Byte* end);
+const Byte* scan_blanks_sse2(const Byte* p, const Byte* end);
+const Byte* scan_blanks_avx2(const Byte* p, const Byte* end);
+
+struct Scanners {
+  const Byte* (*string)(const Byte*, const Byte*, Byte);
+  const Byte* (*blanks)(const Byte*, const Byte*);
+};
+
+// The fastest set this CPU runs.
+Scanners pick_scanners();
+
+// The string scan with its first 16 bytes looked at inline: most names and
+// many values end there, and the call through the table is then saved.
+inline const Byte* find_string_stop(const Byte* p, const Byte* end, Byte stop,
+                                    const Scanners& scan) {
+#if defined(__SSE2__)
+  if (end - p >= 16) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    __m128i hit = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(static_cast<char>(stop))),
+                     _mm_cmpeq_epi8(x, _mm_set1_epi8('\\'))),
+        _mm_cmpeq_epi8(x, _mm_setzero_si128()));
+    unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(hit));
+    if (mask) return p + __builtin_ctz(mask);
+    p += 16;
+  }
+#endif
+  return scan.string(p, end, stop);
+}
+
+// The same for a run of blanks and tabs: indentation mostly ends within 16.
+inline const Byte* find_blanks_end(const Byte* p, const Byte* end, const Scanners& scan) {
+#if defined(__SSE2__)
+  if (end - p >= 16) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    __m128i hit = _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(' ')),
+                               _mm_cmpeq_epi8(x, _mm_set1_epi8('\t')));
+    unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(hit)) ^ 0xFFFFu;
+    if (mask) return p + __builtin_ctz(mask);
+    p += 16;
+  }
+#endif
+  return scan.blanks(p, end);
+}
+
+// ------------------------------------------------------------ skip rule
+
+// The rest of a comment that starts at p (on the slash); p + 1 for a lone
+// slash. An unterminated comment runs to end.
+const Byte* skip_comment(const Byte* p, const Byte* end);
+
+// Bytes that may start something to skip: blank, tab, LF, CR and slash.
+// Most calls find a token at once, and one test of this mask says so.
+inline bool may_skip(Byte c) {
+  return c <= '/' && ((1ull << c) & ((1ull << ' ') | (1ull << '\t') | (1ull << '\n') |
+                                     (1ull << '\r') | (1ull << '/')));
+}
+
+// Steps over white space and comments (see docs/json.md); stops at end or at
+// the first byte it doesn't take. A CR counts only with an LF behind it, or
+// directly behind an LF that the rule took.
+inline const Byte* skip_space(const Byte* p, const Byte* end, const Scanners& scan) {
+  if (p < end && !may_skip(*p)) return p;
+  while (p < end) {
+    Byte c = *p;
+    if (c == ' ' || c == '\t') {
+      p++;
+      if (p < end && (*p == ' ' || *p == '\t')) p = find_blanks_end(p, end, scan);
+    } else if (c == '\n') {
+      p++;
+      if (p < end && *p == '\r') p++;
+    } else if (c == '\r') {
+      if (end - p < 2 || p[1] != '\n') break;
+      p += 2;
+    } else if (c == '/') {
+      p = skip_comment(p, end);
+    } else {
+      break;
+    }
+  }
+  return p;
+}
+
+// ------------------------------------------------------------ strings
+
+// Where decoded string bytes go. Each chunk asks for `room` more bytes
+// beyond what is kept; `keep` records how many of them were written.
+class ByteSink {
+ public:
+  virtual Byte* reserve(size_t room) = 0;
+  virtual void keep(size_t written) = 0;
+
+ protected:
+  ~ByteSink() = default;
+};
+
+// Input taken per chunk by read_string: one allocation per 4096 bytes of
+// remaining input at most. The reader decodes into a reused buffer and takes
+// smaller chunks, so that the buffer it keeps on the machine stack serves
+// most strings.
+constexpr size_t kStringChunk = 4096;
+constexpr size_t kReaderChunk = 1024;
+// An escape that starts inside a chunk may end behind it and write up to 4
+// bytes; this much room beyond the chunk keeps it inside what was asked for.
+constexpr size_t kEscapeSlack = 4;
+
+// Decodes the string whose first byte is at p: quoted (the byte before p was
+// the quote `stop`) or unquoted (stop is ':'). Escapes are decoded; every
+// other byte is copied. On success returns the position of the byte that
+// ended the string (the closing quote, or the ':' / NUL of unquoted text);
+// on failure (end reached, NUL inside quotes, bad escape) returns null.
+// Output goes through sink one chunk of at most `chunk` input bytes at a
+// time, each asking for chunk + kEscapeSlack bytes of room.
+const Byte* decode_string(const Byte* p, const Byte* end, Byte stop, bool quoted,
+                          size_t chunk, ByteSink& sink, const Scanners& scan);
+
+// Reads the \u escape whose hexadecimal digits start at p: up to four digits
+// (none gives 0); a high surrogate must be followed by \u and a low one.
+// Returns the position behind the escape and the code point in *out, or null.
+const Byte* read_u_escape(uint32_t* out, const Byte* p, const Byte* end);
+
+// A new ustr of exactly len bytes (null for 0), built directly as an exact
+// svec block.
+ustr make_ustr(const Byte* bytes, size_t len);
+
+// ------------------------------------------------------------ stacks
+
+// A stack of plain records whose first N live in the object itself, on the
+// caller's machine stack, so that a document of moderate size takes no
+// parse-local memory from the heap. (The allocator merges its small free
+// blocks whenever a block of a kilobyte or more is asked for; a parse that
+// asks for none keeps reusing the blocks the last tree released.) Beyond N
+// it doubles on the heap.
+//
+// A heap block keeps an svec header's room in front of the items, so that a
+// container whose items fill the whole stack (a large outermost array or
+// object) can take the block over as its body: cut to size, no copy.
+template <typename T, size_t N>
+class LocalStack {
+  static_assert(std::is_trivially_copyable_v<T>, "plain records only");
+
+ public:
+  LocalStack() = default;
+  LocalStack(const LocalStack&) = delete;
+  LocalStack& operator=(const LocalStack&) = delete;
+  ~LocalStack() {
+    if (data_ != local_) std::free(block());
+  }
+
+  void push(const T& item) {
+    if (size_ == room_) grow(1);
+    data_[size_++] = item;
+  }
+  T* extend(size_t n) {
+    if (room_ - size_ < n) grow(n);
+    T* first = data_ + size_;
+    size_ += n;
+    return first;
+  }
+  T pop() { return data_[--size_]; }
+  T& top() { return data_[size_ - 1]; }
+  T& operator[](size_t i) { return data_[i]; }
+  bool empty() const { return size_ == 0; }
+  size_t size() const { return size_; }
+  void resize_down(size_t n) { size_ = n; }
+
+  // All items as an exact svec body when they are on the heap (null when
+  // they are local or none); the stack is left empty on its local storage.
+  void* take_all_as_svec() {
+    if (data_ == local_ || !size_) return nullptr;
+    void* fitted = xrealloc(block(), svec_block_bytes(size_, sizeof(T)));
+    void* body = svec_write_header(fitted, size_, sizeof(T));
+    data_ = local_;
+    size_ = 0;
+    room_ = N;
+    return body;
+  }
+
+ private:
+  void* block() { return reinterpret_cast<char*>(data_) - kSvecHeaderSize; }
+
+  void grow(size_t n) {
+    size_t room = room_;
+    while (room - size_ < n) room = sat_mul(room, 2);
+    size_t bytes = sat_add(kSvecHeaderSize, sat_mul(room, sizeof(T)));
+    char* fresh;
+    if (data_ == local_) {
+      fresh = static_cast<char*>(xmalloc(bytes));
+      std::memcpy(fresh + kSvecHeaderSize, local_, size_ * sizeof(T));
+    } else {
+      fresh = static_cast<char*>(xrealloc(block(), bytes));
+    }
+    data_ = reinterpret_cast<T*>(fresh + kSvecHeaderSize);
+    room_ = room;
+  }
+
+  T* data_ = local_;
+  size_t size_ = 0;
+  size_t room_ = N;
+  T local_[N];
+};
+
+// ------------------------------------------------------------ names
+
+// One distinct member name of a parse.
+struct Name {
+  ustr str;        // the shared string; null for the empty name
+  uint64_t len;
+  uint64_t hash;
+  uint64_t handed;  // references given to members, settled at the end
+  Name* next;       // the name that followed this one last time, a guess
+  uint64_t last_object;    // serial of the object that last took it (0: none)
+  uint64_t last_position;  // and the position of that member
+};
+
+// Equality of n bytes without a call, for the short names that make up most
+// documents; the loads stay inside both ranges.
+inline bool same_bytes(const void* a, const void* b, size_t n) {
+  const auto* x = static_cast<const Byte*>(a);
+  const auto* y = static_cast<const Byte*>(b);
+  if (n > 16) return std::memcmp(x, y, n) == 0;
+  if (n >= 8) {
+    uint64_t a0, a1, b0, b1;
+    std::memcpy(&a0, x, 8);
+    std::memcpy(&b0, y, 8);
+    std::memcpy(&a1, x + n - 8, 8);
+    std::memcpy(&b1, y + n - 8, 8);
+    return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+  }
+  if (n >= 4) {
+    uint32_t a0, a1, b0, b1;
+    std::memcpy(&a0, x, 4);
+    std::memcpy(&b0, y, 4);
+    std::memcpy(&a1, x + n - 4, 4);
+    std::memcpy(&b1, y + n - 4, 4);
+    return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+  }
+  for (size_t i = 0; i < n; i++)
+    if (x[i] != y[i]) return false;
+  return true;
+}
+
+// The member names of one parse: equal names share one ustr, so that an
+// object's names compare by pointer and a document that repeats a name
+// thousands of times allocates it once. References handed to members are
+// counted locally and settled once at the end (no atomic per member).
+//
+// Documents repeat the shapes of their objects, so the name that followed a
+// name last time is tried first: a right guess costs one comparison and no
+// hash. Name records live in fixed chunks and never move, so guesses and
+// frames may hold their addresses.
+class NameTable {
+ public:
+  NameTable();
+  ~NameTable();
+  NameTable(const NameTable&) = delete;
+  NameTable& operator=(const NameTable&) = delete;
+
+  // The record of the name, trying `guess` (may be null) first.
+  Name* intern(const Byte* bytes, size_t len, Name* guess) {
+    if (guess && guess->len == len && same_bytes(guess->str, bytes, len)) return guess;
+    return lookup(bytes, len);
+  }
+
+  // Gives every string its true reference count: the references handed out,
+  // less those already dropped. A string that nobody holds is freed. Call
+  // once, after the tree is complete or released.
+  void settle();
+
+ private:
+  Name* lookup(const Byte* bytes, size_t len);
+  Name* record(size_t number) { return &chunks_[number / kChunkNames][number % kChunkNames]; }
+  Name* new_name();
+  void grow();
+
+  // The table is split in two arrays, in the way of the faster hash
+  // tables: one control byte per slot (0 empty, else 7 bits of the name's
+  // hash, plus one) and the slot's record number + 1. Probing reads only
+  // the control bytes, 1 byte per slot, which stay in cache even for
+  // hundreds of thousands of names, so a name that is new costs no miss on
+  // the numbers; a tag that matches (about one probe in 128) checks the
+  // record itself.
+  //
+  // The first slots and records live in the table itself (see LocalStack):
+  // 128 distinct names need nothing from the heap.
+  static constexpr size_t kLocalSlots = 256;
+  static constexpr size_t kChunkNames = 128;
+
+  uint8_t* control_;
+  uint32_t* numbers_;
+  size_t mask_ = kLocalSlots - 1;
+  size_t count_ = 0;
+  uint64_t seed_;
+  Name** chunks_;  // the local chunk first, then heap chunks
+  size_t chunk_count_ = 1;
+  size_t used_in_last_ = 0;
+  Name empty_{};  // the empty name: no string, never counted
+  bool settled_ = false;
+  Name* chunk_list_local_[1];
+  uint8_t local_control_[kLocalSlots];
+  uint32_t local_numbers_[kLocalSlots];
+  Name local_names_[kChunkNames];
+};
+
+// Index of the members of one large open object by key pointer, so that a
+// repeated name is found without scanning the object backwards.
+class KeyIndex {
+ public:
+  KeyIndex() = default;
+  ~KeyIndex();
+  KeyIndex(const KeyIndex&) = delete;
+  KeyIndex& operator=(const KeyIndex&) = delete;
+
+  // Forgets every entry but keeps the memory.
+  void clear();
+  // Member position of key, or -1.
+  int64_t find(const char* key) const;
+  // Records a new member position for key (which must not be present).
+  void add(const char* key, uint64_t position);
+
+ private:
+  struct Slot {
+    const char* key;
+    uint64_t position_plus_1;  // 0: an empty slot
+  };
+  void grow();
+  Slot* slots_ = nullptr;
+  size_t mask_ = 0;
+  size_t count_ = 0;
+};
+
+}  // namespace kyr::json

@@ -1,0 +1,215 @@
+// json_read_names.cpp - the per-parse name table and the index of large open
+// objects.
+//
+// Most documents repeat a few member names thousands of times; interning
+// them makes one allocation per distinct name, and lets an open object find
+// a repeated name by pointer. Both tables are open-addressed with linear
+// probing: the name table up to 80% full (it probes over control bytes),
+// the key index up to half.
+#include <cstdlib>
+
+#include "var/json_read_internal.h"
+
+namespace kyr::json {
+
+// ============================================================ helpers
+
+namespace {
+
+// While a parse runs, an interned string's count stands at this bias:
+// members take references without touching the count, and releases during
+// the parse (a replaced value) only lower it. settle() then adds the
+// references handed out and removes the bias in one step. (A document would
+// need over two billion releases of one name to reach zero early.)
+constexpr uint32_t kBias = 0x80000000u;
+constexpr size_t kFirstSlots = 32;
+
+inline uint64_t load_tail(const Byte* p, size_t n) {
+  // 1..7 bytes, read without passing the name's end.
+  if (n >= 4) {
+    uint32_t a, b;
+    std::memcpy(&a, p, 4);
+    std::memcpy(&b, p + n - 4, 4);
+    return (static_cast<uint64_t>(a) << 32) | b;
+  }
+  return (static_cast<uint64_t>(p[0]) << 16) | (static_cast<uint64_t>(p[n / 2]) << 8) | p[n - 1];
+}
+
+inline uint64_t mix(uint64_t x) {
+  x ^= x >> 32;
+  x *= 0xD6E8FEB86659FD93ull;
+  x ^= x >> 32;
+  return x;
+}
+
+// Seeded so that a hostile document can't aim its names at one probe chain
+// without knowing the seed.
+uint64_t hash_name(const Byte* p, size_t n, uint64_t seed) {
+  uint64_t h = seed ^ (n * 0x9E3779B97F4A7C15ull);
+  for (; n >= 8; p += 8, n -= 8) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    h = (h ^ w) * 0x9E3779B97F4A7C15ull;
+    h ^= h >> 29;
+  }
+  if (n) h = (h ^ load_tail(p, n)) * 0x9E3779B97F4A7C15ull;
+  return mix(h);
+}
+
+inline uint64_t hash_pointer(const char* key) {
+  return mix(static_cast<uint64_t>(reinterpret_cast<uintptr_t>(key)) * 0x9E3779B97F4A7C15ull);
+}
+
+}  // namespace
+
+// ============================================================ name table
+
+NameTable::NameTable()
+    : control_(local_control_), numbers_(local_numbers_), chunks_(chunk_list_local_) {
+  // The table's own address varies with the stack layout of each process.
+  seed_ = mix(reinterpret_cast<uintptr_t>(this) ^ 0x243F6A8885A308D3ull);
+  std::memset(local_control_, 0, sizeof local_control_);
+  chunk_list_local_[0] = local_names_;
+}
+
+NameTable::~NameTable() { settle(); }
+
+namespace {
+
+inline uint8_t control_tag(uint64_t hash) { return static_cast<uint8_t>((hash >> 57) + 1); }
+
+}  // namespace
+
+// Records are walked in the order they were made, so the old table isn't
+// read at all and the record reads are sequential. Large tables grow four
+// times at once, which halves the rehashing of a document with very many
+// names.
+void NameTable::grow() {
+  size_t old = mask_ + 1;
+  size_t size = old >= (1u << 16) ? 4 * old : 2 * old;
+  auto* control = static_cast<uint8_t*>(xcalloc(size, 1));
+  auto* numbers = static_cast<uint32_t*>(xmalloc(sat_mul(size, sizeof(uint32_t))));
+  for (size_t number = 0; number < count_; number++) {
+    uint64_t h = record(number)->hash;
+    size_t j = h & (size - 1);
+    while (control[j]) j = (j + 1) & (size - 1);
+    control[j] = control_tag(h);
+    numbers[j] = static_cast<uint32_t>(number + 1);
+  }
+  if (control_ != local_control_) {
+    std::free(control_);
+    std::free(numbers_);
+  }
+  control_ = control;
+  numbers_ = numbers;
+  mask_ = size - 1;
+}
+
+Name* NameTable::new_name() {
+  if (used_in_last_ == kChunkNames) {
+    Name** list = static_cast<Name**>(xmalloc((chunk_count_ + 1) * sizeof(Name*)));
+    std::memcpy(list, chunks_, chunk_count_ * sizeof(Name*));
+    if (chunks_ != chunk_list_local_) std::free(chunks_);
+    chunks_ = list;
+    chunks_[chunk_count_++] = static_cast<Name*>(xmalloc(kChunkNames * sizeof(Name)));
+    used_in_last_ = 0;
+  }
+  return &chunks_[chunk_count_ - 1][used_in_last_++];
+}
+
+Name* NameTable::lookup(const Byte* bytes, size_t len) {
+  if (!len) return &empty_;
+  // Up to 80% full: probe runs get longer, but they run over control bytes,
+  // 64 to a cache line.
+  if (5 * (count_ + 1) > 4 * (mask_ + 1)) grow();
+  uint64_t h = hash_name(bytes, len, seed_);
+  uint8_t tag = control_tag(h);
+  size_t i = h & mask_;
+  for (; control_[i]; i = (i + 1) & mask_) {
+    if (control_[i] != tag) continue;
+    Name* n = record(numbers_[i] - 1);
+    if (n->len == len && same_bytes(n->str, bytes, len)) return n;
+  }
+  // Record numbers are 32 bits; no document that fits in memory has more
+  // distinct names, but the limit is kept all the same.
+  if (count_ >= UINT32_MAX - 1) out_of_memory(UINT64_MAX);
+  Name* n = new_name();
+  n->str = make_ustr(bytes, len);
+  svec_header(n->str)->refcount.store(kBias, std::memory_order_relaxed);
+  n->len = len;
+  n->hash = h;
+  n->handed = 0;
+  n->next = nullptr;
+  n->last_object = 0;
+  n->last_position = 0;
+  control_[i] = tag;
+  numbers_[i] = static_cast<uint32_t>(++count_);
+  return n;
+}
+
+// No other thread can hold these strings yet: the tree hasn't been handed
+// out. So the counts are set with plain loads and stores; whoever later
+// passes the tree to another thread publishes them with it.
+void NameTable::settle() {
+  if (settled_) return;
+  settled_ = true;
+  for (size_t c = 0; c < chunk_count_; c++) {
+    size_t used = c + 1 == chunk_count_ ? used_in_last_ : kChunkNames;
+    for (size_t i = 0; i < used; i++) {
+      Name& n = chunks_[c][i];
+      SvecHeader* h = svec_header(n.str);
+      uint32_t count = h->refcount.load(std::memory_order_relaxed) +
+                       static_cast<uint32_t>(n.handed - kBias);
+      if (count)
+        h->refcount.store(count, std::memory_order_relaxed);
+      else
+        std::free(h);
+    }
+    if (c) std::free(chunks_[c]);
+  }
+  if (chunks_ != chunk_list_local_) std::free(chunks_);
+  if (control_ != local_control_) {
+    std::free(control_);
+    std::free(numbers_);
+  }
+}
+
+// ============================================================ key index
+
+KeyIndex::~KeyIndex() { std::free(slots_); }
+
+void KeyIndex::clear() {
+  if (slots_) std::memset(slots_, 0, (mask_ + 1) * sizeof(Slot));
+  count_ = 0;
+}
+
+void KeyIndex::grow() {
+  size_t size = slots_ ? 2 * (mask_ + 1) : kFirstSlots;
+  auto* fresh = static_cast<Slot*>(xcalloc(size, sizeof(Slot)));
+  for (size_t i = 0; slots_ && i <= mask_; i++) {
+    if (!slots_[i].position_plus_1) continue;
+    size_t j = hash_pointer(slots_[i].key) & (size - 1);
+    while (fresh[j].position_plus_1) j = (j + 1) & (size - 1);
+    fresh[j] = slots_[i];
+  }
+  std::free(slots_);
+  slots_ = fresh;
+  mask_ = size - 1;
+}
+
+int64_t KeyIndex::find(const char* key) const {
+  if (!slots_) return -1;
+  for (size_t i = hash_pointer(key) & mask_; slots_[i].position_plus_1; i = (i + 1) & mask_)
+    if (slots_[i].key == key) return static_cast<int64_t>(slots_[i].position_plus_1 - 1);
+  return -1;
+}
+
+void KeyIndex::add(const char* key, uint64_t position) {
+  if (2 * (count_ + 1) > mask_ + 1) grow();
+  size_t i = hash_pointer(key) & mask_;
+  while (slots_[i].position_plus_1) i = (i + 1) & mask_;
+  slots_[i] = {key, position + 1};
+  count_++;
+}
+
+}  // namespace kyr::json
