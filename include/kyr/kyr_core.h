@@ -25,6 +25,7 @@
 #include "kyr_half.h"
 #include "kyr_var_path.h"
 #include "kyr_compress.h"
+#include "kyr_varint.h"
 #include "kyr_image.h"
 #include "kyr_pixel.h"
 #include "kyr_roi.h"
