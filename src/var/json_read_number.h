@@ -132,9 +132,12 @@ inline var_t number_word(uint64_t mantissa, uint64_t fraction_digits, uint64_t e
 
 // Parses the number at p. On success stores the value in *out and returns
 // the position behind it; a malformed number leaves *out alone and returns
-// null with *bad on the offending byte.
-inline const Byte* parse_number(const Byte* p, const Byte* end, bool as_f32, var_t* out,
-                                const Byte** bad) {
+// null with *bad on the offending byte. Forced inline: the reader's loop
+// calls it from three runs, and the compiler would otherwise keep one
+// out-of-line copy that passes the loop's state through memory.
+__attribute__((always_inline)) inline const Byte* parse_number(const Byte* p, const Byte* end,
+                                                               bool as_f32, var_t* out,
+                                                               const Byte** bad) {
   bool negative = false;
   if (p < end && *p == '-') {
     negative = true;
