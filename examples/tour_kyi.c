@@ -1,7 +1,8 @@
 /* tour_kyi.c - a tour of the KYi image file: lay a record over a shipped
  * NV12 frame, save it raw and LZ4-compressed into memory and into files in
  * a temporary folder, load every copy back and compare it pixel for pixel;
- * then look at the fixed header form, a stored vector and the trailer.
+ * then look at the fixed header form, a stored vector and the trailer, and
+ * finally turn the frame into BGRA and walk an elliptic region of it.
  *
  * usage: tour_kyi [frame.nv12]   (default: data/image_gradient_64x48.nv12) */
 #if !defined(_WIN32) && !defined(_POSIX_C_SOURCE)
@@ -214,6 +215,46 @@ int main(int argc, char** argv) {
     s->ops->seek(s->ctx, 0, KYR_SEEK_SET);
     printf("  loaded %lld\n", (long long)KYR_IMAGE_LoadFromStream(&img, s, 0, 0));
     delete_stream(s);
+  }
+
+  /* 7. The frame as BGRA, and an ellipse inside it walked row by row. The
+   *    sums make the output a fingerprint of both conversion and walk. */
+  printf("== NV12 to BGRA, an elliptic region\n");
+  {
+    KYR_IMAGE bgra;
+    unsigned char* pixels = malloc(KYR_IMAGE_Init(NULL, W, H, KYR_PF_BGRA, 0));
+    size2_i16 size = {W, H};
+    vec2_i16 tight = {0, 0}, centre = {W / 2, H / 2}, radii = {24, 16};
+    roi region;
+    roit it;
+    unsigned long sum[3] = {0, 0, 0}, count = 0;
+    int rows = 0;
+    memset(&bgra, 0, sizeof bgra);
+    memset(&region, 0, sizeof region);
+    KYR_IMAGE_Init(&bgra, W, H, KYR_PF_BGRA, (intptr_t)pixels);
+    nv12_to_bgra(pixels, frame, size, tight);
+    roi_from_image(&region, &bgra, 0);
+    roi_free(&region); /* keep the plane's size and strides, not its area */
+    roi_add_ellipse(&region, centre, radii);
+    printf("  ellipse at (%d, %d), radii %d x %d: %lu band(s)\n", centre.x, centre.y, radii.x,
+           radii.y, (unsigned long)svec_length(region.areas));
+    if (roit_init(&it, &region)) {
+      while (roit_next(&it)) {
+        const unsigned char* row = pixels + it.rect.top * it.row_stride;
+        int x;
+        for (x = it.x; x < it.rect.right; ++x, ++count) {
+          sum[0] += row[x * it.pixel_stride];
+          sum[1] += row[x * it.pixel_stride + 1];
+          sum[2] += row[x * it.pixel_stride + 2];
+        }
+        ++rows;
+      }
+    }
+    printf("  walked %d rows, %lu pixels; mean B,G,R = %lu,%lu,%lu\n", rows, count,
+           count ? sum[0] / count : 0, count ? sum[1] / count : 0, count ? sum[2] / count : 0);
+    ok &= rows == 2 * radii.y + 1 && count > 0;
+    roi_free(&region);
+    free(pixels);
   }
 
 #ifdef _WIN32
