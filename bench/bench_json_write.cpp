@@ -27,6 +27,8 @@
 
 #include <kyr/kyr_core.h>
 
+#include "bench_files.h"
+
 #include "var/json_write_internal.h"
 
 #ifndef KYR_BENCH_DATA_DIR
@@ -48,12 +50,7 @@ std::vector<Doc*>& docs() {
 }
 
 bool load_file(const std::string& path, Doc* doc) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  doc->bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  size_t slash = path.find_last_of('/');
-  doc->name = slash == std::string::npos ? path : path.substr(slash + 1);
-  return true;
+  return read_corpus_file(path, &doc->name, &doc->bytes);
 }
 
 // ------------------------------------------------------------ generated data

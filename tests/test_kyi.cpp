@@ -15,10 +15,10 @@
 #include "kyr/kyr_image.h"
 #include "kyr/kyr_log.h"
 #include "kyr/kyr_varint.h"
+#include "mem_stream.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
 
 std::vector<std::string> g_log;  // "level func: text"
 int capture(char level, const char*, const char* func, u32_t, const char* fmt, va_list args) {
@@ -42,19 +42,6 @@ class Kyi : public ::testing::Test {
   log_handler_t old_ = nullptr;
 };
 
-struct Mem {
-  stream_t s{};
-  explicit Mem(const Bytes& in = {}) {
-    stream_open_memory(&s, nullptr);
-    if (!in.empty()) s.ops->write(s.ctx, in.data(), in.size());
-    s.ops->seek(s.ctx, 0, KYR_SEEK_SET);
-  }
-  ~Mem() { s.ops->close(s.ctx); }
-  Bytes bytes() {
-    auto* p = static_cast<uint8_t*>(memory_stream_get_memory(&s));
-    return Bytes(p, p + svec_length(p));
-  }
-};
 
 Bytes of(const std::string& s) { return Bytes(s.begin(), s.end()); }
 Bytes cat(Bytes a, const Bytes& b) {

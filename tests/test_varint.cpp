@@ -9,25 +9,11 @@
 
 #include "core/svec_internal.h"
 #include "kyr/kyr_varint.h"
+#include "mem_stream.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
 
-// A memory stream over its own vector, closed at the end of the scope.
-struct Mem {
-  stream_t s{};
-  explicit Mem(const Bytes& in = {}) {
-    stream_open_memory(&s, nullptr);
-    if (!in.empty()) s.ops->write(s.ctx, in.data(), in.size());
-    s.ops->seek(s.ctx, 0, KYR_SEEK_SET);
-  }
-  ~Mem() { s.ops->close(s.ctx); }
-  Bytes bytes() {
-    auto* p = static_cast<uint8_t*>(memory_stream_get_memory(&s));
-    return Bytes(p, p + svec_length(p));
-  }
-};
 
 Bytes encoded(uint64_t v) {
   uint8_t buf[KYR_VARILENGTH_MAX];
