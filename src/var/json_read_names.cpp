@@ -81,12 +81,12 @@ inline uint8_t control_tag(uint64_t hash) { return static_cast<uint8_t>((hash >>
 }  // namespace
 
 // Records are walked in the order they were made, so the old table isn't
-// read at all and the record reads are sequential. Large tables grow four
-// times at once, which halves the rehashing of a document with very many
-// names.
+// read at all and the record reads are sequential. The table doubles: for
+// hundreds of thousands of names a table kept small enough to stay in cache
+// saves more than the extra rehashing costs.
 void NameTable::grow() {
   size_t old = mask_ + 1;
-  size_t size = old >= (1u << 16) ? 4 * old : 2 * old;
+  size_t size = 2 * old;
   auto* control = static_cast<uint8_t*>(xcalloc(size, 1));
   auto* numbers = static_cast<uint32_t*>(xmalloc(sat_mul(size, sizeof(uint32_t))));
   for (size_t number = 0; number < count_; number++) {
