@@ -31,11 +31,16 @@ void* svec_write_header(void* block, uint64_t length, uint16_t elem_size) {
 // A count equal to the references the caller holds can't change under it
 // (no one else holds one to share), so the sole holder frees without the
 // atomic step.
-uint32_t svec_release_n(void* v, uint32_t n) {
+uint32_t svec_release_n(void* v, uint32_t n, ChunkDrops* drops) {
   SvecHeader* h = svec_header(v);
   uint32_t before = h->refcount.load(std::memory_order_acquire);
   if (before != n) before = h->refcount.fetch_sub(n, std::memory_order_seq_cst);
-  if (before == n) std::free(h);
+  if (before == n) {
+    if (drops)
+      drops->release(h);
+    else
+      release_svec_block(h);
+  }
   return before - n;
 }
 
@@ -55,7 +60,17 @@ void* new_block(uint64_t count, uint16_t elem_size) {
 // Requires the caller to hold the only reference; count and elem_size in the
 // header are left as they are.
 void* resize_block(void* v, uint64_t count, uint16_t elem_size) {
-  void* block = xrealloc(svec_header(v), svec_block_bytes(count, elem_size));
+  SvecHeader* old = svec_header(v);
+  size_t bytes = svec_block_bytes(count, elem_size);
+  void* block;
+  if (pooled_svec_block(old)) {  // a chunk's block can't grow in place: it moves out
+    size_t had = svec_block_bytes(old->length, elem_size);
+    block = xmalloc(bytes);
+    std::memcpy(block, old, had < bytes ? had : bytes);
+    release_svec_block(old);
+  } else {
+    block = xrealloc(old, bytes);
+  }
   auto* h = static_cast<SvecHeader*>(block);
   h->length = count;
   char* data = static_cast<char*>(block) + kSvecHeaderSize;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/block_pool.h"
 #include "core/kyr_alloc.h"
 #include "kyr/kyr_svec.h"
 
@@ -59,7 +60,8 @@ void* svec_write_header(void* block, uint64_t length, uint16_t elem_size);
 void svec_release(void* v);
 
 // Drops n references the caller holds at once (one atomic step for all);
-// frees the vector when they were the last. Returns the references left.
-uint32_t svec_release_n(void* v, uint32_t n);
+// frees the vector when they were the last, through `drops` when given.
+// Returns the references left.
+uint32_t svec_release_n(void* v, uint32_t n, ChunkDrops* drops = nullptr);
 
 }  // namespace kyr

@@ -31,6 +31,10 @@ namespace kyr::json {
 
 namespace {
 
+// Texts from this size on build their tree from chunks of blocks (see
+// core/block_pool.h); a smaller tree would not fill one chunk.
+constexpr ptrdiff_t kPoolFrom = 64 << 10;
+
 // Members of an open object from which a search goes through an index of
 // its names; below this a backward scan of pointers is faster than hashing.
 constexpr size_t kIndexFrom = 64;
@@ -112,7 +116,12 @@ struct Text {
 class Reader {
  public:
   Reader(const Byte* cursor, const Byte* end, bool as_f32)
-      : cur_(cursor), end_(end), as_f32_(as_f32), scan_(pick_scanners()) {}
+      : cur_(cursor),
+        end_(end),
+        as_f32_(as_f32),
+        scan_(pick_scanners()),
+        blocks_(end - cursor >= kPoolFrom ? &pool_ : nullptr),
+        names_(blocks_) {}
   ~Reader();
 
   // 0, or the code of the failure. Either way every open container is
@@ -150,6 +159,8 @@ class Reader {
   LocalStack<VAR_MEMBER, 128> members_;
   Stack<KeyIndex*> spare_indexes_;
   Scratch scratch_;
+  BlockPool pool_;      // declared before what uses it: it goes last
+  BlockPool* blocks_;   // &pool_ for a large text, else null (malloc)
   NameTable names_;
   Name* first_guess_[kGuessDepths] = {};
   uint64_t objects_opened_ = 0;
@@ -503,11 +514,11 @@ Text Reader::read_quoted(const Byte* p) {
   const Byte* first = p + 1;
   const Byte* last = find_string_stop(first, end_, quote, scan_);
   if (last < end_ && *last == quote)
-    return {last, make_ustr(first, static_cast<size_t>(last - first)), nullptr};
+    return {last, make_ustr(first, static_cast<size_t>(last - first), blocks_), nullptr};
   if (last < end_ && *last == '\\') {
     scratch_.reset();
     last = decode_string(first, end_, quote, true, kReaderChunk, scratch_, scan_);
-    if (last) return {last, make_ustr(scratch_.data(), scratch_.size()), nullptr};
+    if (last) return {last, make_ustr(scratch_.data(), scratch_.size(), blocks_), nullptr};
   }
   return {nullptr, nullptr, nullptr};
 }
@@ -524,7 +535,7 @@ void* Reader::finish_top() {
     if (n) {
       body = f.start ? nullptr : elems_.take_all_as_svec();
       if (!body) {
-        void* block = xmalloc(svec_block_bytes(n, sizeof(var_t)));
+        void* block = new_svec_block(svec_block_bytes(n, sizeof(var_t)), blocks_);
         body = svec_write_header(block, n, sizeof(var_t));
         std::memcpy(body, &elems_[f.start], n * sizeof(var_t));
         elems_.resize_down(f.start);
@@ -537,7 +548,7 @@ void* Reader::finish_top() {
     if (n) {
       body = f.start ? nullptr : members_.take_all_as_svec();
       if (!body) {
-        void* block = xmalloc(svec_block_bytes(n, sizeof(VAR_MEMBER)));
+        void* block = new_svec_block(svec_block_bytes(n, sizeof(VAR_MEMBER)), blocks_);
         body = svec_write_header(block, n, sizeof(VAR_MEMBER));
         std::memcpy(body, &members_[f.start], n * sizeof(VAR_MEMBER));
         members_.resize_down(f.start);

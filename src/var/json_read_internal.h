@@ -12,6 +12,7 @@
 #include <type_traits>
 
 #include "kyr/kyr_json.h"
+#include "core/block_pool.h"
 #include "core/kyr_alloc.h"
 #include "var/var_internal.h"
 
@@ -158,8 +159,13 @@ const Byte* decode_string(const Byte* p, const Byte* end, Byte stop, bool quoted
 const Byte* read_u_escape(uint32_t* out, const Byte* p, const Byte* end);
 
 // A new ustr of exactly len bytes (null for 0), built directly as an exact
-// svec block.
-ustr make_ustr(const Byte* bytes, size_t len);
+// svec block, from the pool when there is one.
+ustr make_ustr(const Byte* bytes, size_t len, BlockPool* pool);
+
+// An svec block of the given bytes, from the pool when there is one.
+inline void* new_svec_block(size_t bytes, BlockPool* pool) {
+  return pool ? pool->alloc(bytes) : xmalloc(bytes);
+}
 
 // ------------------------------------------------------------ stacks
 
@@ -289,7 +295,7 @@ inline bool same_bytes(const void* a, const void* b, size_t n) {
 // frames may hold their addresses.
 class NameTable {
  public:
-  NameTable();
+  explicit NameTable(BlockPool* pool);
   ~NameTable();
   NameTable(const NameTable&) = delete;
   NameTable& operator=(const NameTable&) = delete;
@@ -329,6 +335,7 @@ class NameTable {
   size_t mask_ = kLocalSlots - 1;
   size_t count_ = 0;
   uint64_t seed_;
+  BlockPool* pool_;  // where the strings come from, or null
   Name** chunks_;  // the local chunk first, then heap chunks
   size_t chunk_count_ = 1;
   size_t used_in_last_ = 0;

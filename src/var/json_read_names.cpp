@@ -64,8 +64,11 @@ inline uint64_t hash_pointer(const char* key) {
 
 // ============================================================ name table
 
-NameTable::NameTable()
-    : control_(local_control_), numbers_(local_numbers_), chunks_(chunk_list_local_) {
+NameTable::NameTable(BlockPool* pool)
+    : control_(local_control_),
+      numbers_(local_numbers_),
+      pool_(pool),
+      chunks_(chunk_list_local_) {
   // The table's own address varies with the stack layout of each process.
   seed_ = mix(reinterpret_cast<uintptr_t>(this) ^ 0x243F6A8885A308D3ull);
   std::memset(local_control_, 0, sizeof local_control_);
@@ -134,7 +137,7 @@ Name* NameTable::lookup(const Byte* bytes, size_t len) {
   // distinct names, but the limit is kept all the same.
   if (count_ >= UINT32_MAX - 1) out_of_memory(UINT64_MAX);
   Name* n = new_name();
-  n->str = make_ustr(bytes, len);
+  n->str = make_ustr(bytes, len, pool_);
   svec_header(n->str)->refcount.store(kBias, std::memory_order_relaxed);
   n->len = len;
   n->hash = h;
@@ -163,7 +166,7 @@ void NameTable::settle() {
       if (count)
         h->refcount.store(count, std::memory_order_relaxed);
       else
-        std::free(h);
+        release_svec_block(h);
     }
     if (c) std::free(chunks_[c]);
   }

@@ -119,9 +119,9 @@ const Byte* decode_string(const Byte* p, const Byte* end, Byte stop, bool quoted
   return nullptr;  // the text ended inside the string
 }
 
-ustr make_ustr(const Byte* bytes, size_t len) {
+ustr make_ustr(const Byte* bytes, size_t len, BlockPool* pool) {
   if (!len) return nullptr;
-  void* block = xmalloc(svec_block_bytes(len, 1));
+  void* block = new_svec_block(svec_block_bytes(len, 1), pool);
   auto* s = static_cast<char*>(svec_write_header(block, len, 1));
   std::memcpy(s, bytes, len);
   return s;

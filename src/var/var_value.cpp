@@ -39,12 +39,12 @@ var_t heap_cell(var_t tag, uint64_t value) {
 // or the walk ends.
 class KeyDrops {
  public:
-  KeyDrops() = default;
+  explicit KeyDrops(ChunkDrops* blocks) : blocks_(blocks) {}
   KeyDrops(const KeyDrops&) = delete;
   KeyDrops& operator=(const KeyDrops&) = delete;
   ~KeyDrops() {
     if (ready_)
-      for (Slot& s : slots_) hand_over(s);
+      for (Slot& s : slots_) hand_over(s, blocks_);
   }
 
   void drop(void* key) {
@@ -58,7 +58,7 @@ class KeyDrops {
       s.count++;
       return;
     }
-    hand_over(s);
+    hand_over(s, blocks_);
     s = {key, 1};
   }
 
@@ -69,10 +69,11 @@ class KeyDrops {
   };
   static constexpr size_t kSlots = 128;
 
-  static void hand_over(Slot& s) {
-    if (s.key) svec_release_n(s.key, s.count);
+  static void hand_over(Slot& s, ChunkDrops* blocks) {
+    if (s.key) svec_release_n(s.key, s.count, blocks);
   }
 
+  ChunkDrops* blocks_;
   bool ready_ = false;
   Slot slots_[kSlots];
 };
@@ -167,7 +168,8 @@ KYR_API const char* var_get_str(const var_t* v) {
 KYR_API void var_free(var_t* v) {
   if (!v) return;
   Stack<ReleaseFrame> suspended;
-  KeyDrops keys;
+  ChunkDrops blocks;  // goes after keys, which hand their last releases to it
+  KeyDrops keys(&blocks);
   ReleaseFrame cur = {nullptr, 0, 0, false};
   var_t w = *v;
   for (;;) {
@@ -177,7 +179,7 @@ KYR_API void var_free(var_t* v) {
       case 0x7FFC:
       case 0x7FFD:
       case 0x7FFE:
-        if (payload(w)) svec_release(payload_ptr<void>(w));
+        if (payload(w)) svec_release_n(payload_ptr<void>(w), 1, &blocks);
         break;
       case kHighObject:
       case kHighArray:
@@ -191,7 +193,7 @@ KYR_API void var_free(var_t* v) {
     }
     if (!cur.body) return;
     while (cur.index == cur.count) {
-      svec_release(cur.body);
+      svec_release_n(cur.body, 1, &blocks);
       if (suspended.empty()) return;
       cur = suspended.pop();
     }

@@ -1,0 +1,76 @@
+// block_pool.h - svec blocks carved from large chunks, for trees built in
+// one go.
+//
+// A parsed document is tens of thousands of small svec blocks (bodies and
+// strings) made by one thread in one pass and usually released together.
+// One malloc and one free per block is then most of the cost. A BlockPool
+// carves them from chunks of kPoolChunkBytes instead; each block is still an
+// exact svec with its own count, released one by one through the svec road,
+// and a chunk goes back to the allocator when its last block does.
+//
+//   chunk (kPoolChunkBytes, aligned to its size)
+//   +--------------+---------+---------+-----+
+//   | ChunkHeader  | block 1 | block 2 | ... |
+//   +--------------+---------+---------+-----+
+//
+// Which blocks belong to a chunk is told by address: a process-wide map of
+// live chunks, one bit per chunk, without locks. A kept block keeps its whole
+// chunk: that is the price of the scheme.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kyr {
+
+constexpr size_t kPoolChunkBytes = size_t(256) << 10;
+// Larger blocks come from malloc: they are few, and would waste chunk tails.
+constexpr size_t kPoolBlockMax = 4096;
+
+// Single-threaded; one per tree being built. Blocks outlive the pool.
+class BlockPool {
+ public:
+  BlockPool() = default;
+  ~BlockPool();
+  BlockPool(const BlockPool&) = delete;
+  BlockPool& operator=(const BlockPool&) = delete;
+
+  // A block of bytes, 16-byte aligned, uninitialised: from a chunk up to
+  // kPoolBlockMax, from malloc above that or when no chunk can be had.
+  void* alloc(size_t bytes);
+
+ private:
+  bool open_chunk();
+  void close_chunk();
+
+  char* chunk_ = nullptr;  // the chunk being carved, or null
+  size_t used_ = 0;        // bytes carved from it, header included
+  uint64_t handed_ = 0;    // blocks carved from it
+  bool failed_ = false;    // no chunk could be had: malloc only
+};
+
+// Gives an svec block back where it came from: its chunk or free().
+void release_svec_block(void* block);
+
+// Releases gathered by chunk, so that taking a tree apart costs one atomic
+// step per run of blocks from the same chunk instead of one per block.
+// Blocks go back when their run ends or the object goes.
+class ChunkDrops {
+ public:
+  ChunkDrops() = default;
+  ~ChunkDrops() { flush(); }
+  ChunkDrops(const ChunkDrops&) = delete;
+  ChunkDrops& operator=(const ChunkDrops&) = delete;
+
+  void release(void* block);  // as release_svec_block
+  void flush();
+
+ private:
+  char* base_ = nullptr;  // chunk of the run, when count_ > 0
+  uint64_t count_ = 0;
+};
+
+// True when the svec block lives in a chunk (so it can't be realloc'ed).
+bool pooled_svec_block(const void* block);
+
+}  // namespace kyr
