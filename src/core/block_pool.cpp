@@ -153,7 +153,9 @@ void release_svec_block(void* block) {
   drop_blocks(chunk_base(block), 1);
 }
 
-void ChunkDrops::release(void* block) {
+void ChunkDrops::poison(void* block) { poison_block(block); }
+
+void ChunkDrops::release_slow(void* block) {
   if (!pooled_svec_block(block)) {
     std::free(block);
     return;
@@ -205,15 +207,15 @@ void BlockPool::close_chunk() {
   chunk_ = nullptr;
 }
 
-void* BlockPool::alloc(size_t bytes) {
-  bytes = (bytes + 15) & ~size_t(15);
+void BlockPool::unpoison(void* p, size_t bytes) { KYR_UNPOISON(p, bytes); }
+
+// The chunk is full (or there is none yet), or the block is too large.
+void* BlockPool::alloc_slow(size_t bytes) {
   if (bytes > kPoolBlockMax || failed_) return xmalloc(bytes);
-  if (!chunk_ || kPoolChunkBytes - used_ < bytes) {
-    if (chunk_) close_chunk();
-    if (!open_chunk()) {
-      failed_ = true;  // no aligned chunk to be had: plain blocks from here on
-      return xmalloc(bytes);
-    }
+  if (chunk_) close_chunk();
+  if (!open_chunk()) {
+    failed_ = true;  // no aligned chunk to be had: plain blocks from here on
+    return xmalloc(bytes);
   }
   char* p = chunk_ + used_;
   used_ += bytes;

@@ -37,9 +37,21 @@ class BlockPool {
 
   // A block of bytes, 16-byte aligned, uninitialised: from a chunk up to
   // kPoolBlockMax, from malloc above that or when no chunk can be had.
-  void* alloc(size_t bytes);
+  void* alloc(size_t bytes) {
+    bytes = (bytes + 15) & ~size_t(15);
+    if (chunk_ && kPoolChunkBytes - used_ >= bytes && bytes <= kPoolBlockMax) {
+      char* p = chunk_ + used_;
+      used_ += bytes;
+      handed_++;
+      unpoison(p, bytes);
+      return p;
+    }
+    return alloc_slow(bytes);
+  }
 
  private:
+  void* alloc_slow(size_t bytes);
+  static void unpoison(void* p, size_t bytes);
   bool open_chunk();
   void close_chunk();
 
@@ -62,10 +74,23 @@ class ChunkDrops {
   ChunkDrops(const ChunkDrops&) = delete;
   ChunkDrops& operator=(const ChunkDrops&) = delete;
 
-  void release(void* block);  // as release_svec_block
+  // As release_svec_block. A block of the chunk of the current run is known
+  // to be pooled without asking the map.
+  void release(void* block) {
+    if (count_ && (reinterpret_cast<uintptr_t>(block) & ~uintptr_t(kPoolChunkBytes - 1)) ==
+                      reinterpret_cast<uintptr_t>(base_)) {
+      poison(block);
+      count_++;
+      return;
+    }
+    release_slow(block);
+  }
   void flush();
 
  private:
+  void release_slow(void* block);
+  static void poison(void* block);
+
   char* base_ = nullptr;  // chunk of the run, when count_ > 0
   uint64_t count_ = 0;
 };

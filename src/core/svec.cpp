@@ -16,34 +16,6 @@ using namespace kyr;
 
 namespace kyr {
 
-void* svec_write_header(void* block, uint64_t length, uint16_t elem_size) {
-  auto* h = static_cast<SvecHeader*>(block);
-  new (&h->refcount) std::atomic<uint32_t>(1);
-  h->reserved = 0;
-  h->elem_size = elem_size;
-  h->length = length;
-  char* data = static_cast<char*>(block) + kSvecHeaderSize;
-  size_t term = svec_term_bytes(elem_size);
-  if (term) std::memset(data + length * elem_size, 0, term);
-  return data;
-}
-
-// A count equal to the references the caller holds can't change under it
-// (no one else holds one to share), so the sole holder frees without the
-// atomic step.
-uint32_t svec_release_n(void* v, uint32_t n, ChunkDrops* drops) {
-  SvecHeader* h = svec_header(v);
-  uint32_t before = h->refcount.load(std::memory_order_acquire);
-  if (before != n) before = h->refcount.fetch_sub(n, std::memory_order_seq_cst);
-  if (before == n) {
-    if (drops)
-      drops->release(h);
-    else
-      release_svec_block(h);
-  }
-  return before - n;
-}
-
 void svec_release(void* v) { svec_release_n(v, 1); }
 
 }  // namespace kyr

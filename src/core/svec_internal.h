@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
 
 #include "core/block_pool.h"
 #include "core/kyr_alloc.h"
@@ -53,8 +55,18 @@ inline size_t svec_block_bytes(uint64_t n, uint16_t elem_size) {
 }
 
 // Fills a fresh block's header (count 1) and terminator; returns the data
-// pointer.
-void* svec_write_header(void* block, uint64_t length, uint16_t elem_size);
+// pointer. Inline: the JSON reader makes tens of thousands per document.
+inline void* svec_write_header(void* block, uint64_t length, uint16_t elem_size) {
+  auto* h = static_cast<SvecHeader*>(block);
+  new (&h->refcount) std::atomic<uint32_t>(1);
+  h->reserved = 0;
+  h->elem_size = elem_size;
+  h->length = length;
+  char* data = static_cast<char*>(block) + kSvecHeaderSize;
+  size_t term = svec_term_bytes(elem_size);
+  if (term) std::memset(data + length * elem_size, 0, term);
+  return data;
+}
 
 // Drops one reference on a vector that is not null; frees it at the last.
 void svec_release(void* v);
@@ -62,6 +74,21 @@ void svec_release(void* v);
 // Drops n references the caller holds at once (one atomic step for all);
 // frees the vector when they were the last, through `drops` when given.
 // Returns the references left.
-uint32_t svec_release_n(void* v, uint32_t n, ChunkDrops* drops = nullptr);
+//
+// A count equal to the references the caller holds can't change under it
+// (no one else holds one to share), so the sole holder frees without the
+// atomic step.
+inline uint32_t svec_release_n(void* v, uint32_t n, ChunkDrops* drops = nullptr) {
+  SvecHeader* h = svec_header(v);
+  uint32_t before = h->refcount.load(std::memory_order_acquire);
+  if (before != n) before = h->refcount.fetch_sub(n, std::memory_order_seq_cst);
+  if (before == n) {
+    if (drops)
+      drops->release(h);
+    else
+      release_svec_block(h);
+  }
+  return before - n;
+}
 
 }  // namespace kyr

@@ -98,13 +98,6 @@ class Scratch final : public ByteSink {
 // in registers, where an outlined copy would pass them through memory.
 #define KYR_INLINE __attribute__((always_inline))
 
-// Words whose release does something: 64-bit cells, containers, ustr and
-// error references (the cases var_free acts on).
-inline bool owns_heap(var_t w) {
-  uint16_t h = high16(w);
-  return h >= 0x7FF6 && h <= 0x7FFE && h != 0x7FF8 && h != 0x7FF9;
-}
-
 // A string or name read by the loop: where reading stopped (null on
 // failure) and the string.
 struct Text {
@@ -523,6 +516,21 @@ Text Reader::read_quoted(const Byte* p) {
   return {nullptr, nullptr, nullptr};
 }
 
+namespace {
+
+// Most bodies are a few items: a loop beats the call to memcpy.
+template <typename T>
+inline void copy_items(void* dst, const T* src, uint64_t n) {
+  if (n * sizeof(T) > 64) {
+    std::memcpy(dst, src, n * sizeof(T));
+    return;
+  }
+  T* d = static_cast<T*>(dst);
+  for (uint64_t i = 0; i < n; i++) d[i] = src[i];
+}
+
+}  // namespace
+
 // Gives the innermost open container its exact body, puts its word in place
 // and returns the body (null when empty).
 void* Reader::finish_top() {
@@ -537,7 +545,7 @@ void* Reader::finish_top() {
       if (!body) {
         void* block = new_svec_block(svec_block_bytes(n, sizeof(var_t)), blocks_);
         body = svec_write_header(block, n, sizeof(var_t));
-        std::memcpy(body, &elems_[f.start], n * sizeof(var_t));
+        copy_items(body, &elems_[f.start], n);
         elems_.resize_down(f.start);
       }
       word = tag_ptr(VAR_TAG_ARRAY, body);
@@ -550,7 +558,7 @@ void* Reader::finish_top() {
       if (!body) {
         void* block = new_svec_block(svec_block_bytes(n, sizeof(VAR_MEMBER)), blocks_);
         body = svec_write_header(block, n, sizeof(VAR_MEMBER));
-        std::memcpy(body, &members_[f.start], n * sizeof(VAR_MEMBER));
+        copy_items(body, &members_[f.start], n);
         members_.resize_down(f.start);
       }
       word = tag_ptr(VAR_TAG_OBJECT, body);

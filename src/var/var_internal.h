@@ -58,6 +58,13 @@ inline var_t tag_ptr(var_t tag, const void* p) {
 constexpr uint16_t kHighObject = 0x7FFA;
 constexpr uint16_t kHighArray = 0x7FFB;
 
+// Words whose release does something: 64-bit cells, containers, ustr and
+// error references (the cases var_free acts on).
+inline bool owns_heap(var_t w) {
+  uint16_t h = high16(w);
+  return h >= 0x7FF6 && h <= 0x7FFE && h != 0x7FF8 && h != 0x7FF9;
+}
+
 inline bool is_object(var_t v) { return high16(v) == kHighObject; }
 inline bool is_array(var_t v) { return high16(v) == kHighArray; }
 

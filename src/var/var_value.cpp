@@ -78,6 +78,13 @@ class KeyDrops {
   Slot slots_[kSlots];
 };
 
+// Position of the first word that owns something, or count.
+uint64_t first_owner(const var_t* words, uint64_t count) {
+  uint64_t i = 0;
+  while (i < count && !owns_heap(words[i])) i++;
+  return i;
+}
+
 // A body frame of the release walk.
 struct ReleaseFrame {
   void* body;
@@ -184,9 +191,18 @@ KYR_API void var_free(var_t* v) {
       case kHighObject:
       case kHighArray:
         if (payload(w)) {
-          if (cur.body) suspended.push(cur);
           void* body = payload_ptr<void>(w);
-          cur = {body, 0, svec_len(body), high16(w) == kHighObject};
+          uint64_t count = svec_len(body);
+          bool object = high16(w) == kHighObject;
+          // An array's leading words that own nothing need no visit; most
+          // small arrays (coordinates, lists of numbers) go at once.
+          uint64_t first = object ? 0 : first_owner(static_cast<var_t*>(body), count);
+          if (first == count) {
+            svec_release_n(body, 1, &blocks);
+            break;
+          }
+          if (cur.body) suspended.push(cur);
+          cur = {body, first, count, object};
         }
         break;
       default: break;
