@@ -11,6 +11,7 @@
 
 #include "core/block_pool.h"
 #include "core/svec_internal.h"
+#include "var/json_read_internal.h"
 
 namespace {
 
@@ -123,6 +124,34 @@ TEST(BlockPool, ChunksAndPlainBlocks) {
   }
   drops.flush();
   kyr::release_svec_block(big);
+}
+
+// Small texts read with chunks give the same trees, also where values are
+// replaced (and released) while the tree is built.
+TEST(BlockPool, TreesFromChunksEqualPlainTrees) {
+  const char* texts[] = {
+      R"({"a": [1, "x", {"b": "c"}], "a": {"d": ["e", "f"]}, "g": "h" "i"})",
+      R"([{"k": "v", "k": "w"}, [[], {}, ""], "t\u00e9xt", 'q' ])",
+      R"({a: 1, b: [1, 2, 3], c: {a: "x", b: "y", a: "z"}})",
+      R"({"u": "v",)",  // the text ends inside the object
+  };
+  for (const char* text : texts) {
+    const char* end = text + std::strlen(text);
+    var_t plain = VAR_NULL, chunked = VAR_NULL;
+    const char* c1 = text;
+    const char* c2 = text;
+    int r1 = kyr::json::read_json(&plain, &c1, end, false, SIZE_MAX);
+    int r2 = kyr::json::read_json(&chunked, &c2, end, false, 0);
+    EXPECT_EQ(r1, r2) << text;
+    EXPECT_EQ(c1, c2) << text;
+    ustr a = var_to_json(&plain, 0);
+    ustr b = var_to_json(&chunked, 0);
+    EXPECT_STREQ(a, b) << text;
+    svec_free(&a);
+    svec_free(&b);
+    var_free(&plain);
+    var_free(&chunked);
+  }
 }
 
 TEST(BlockPool, FailedParseReleasesEverything) {

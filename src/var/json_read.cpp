@@ -31,10 +31,6 @@ namespace kyr::json {
 
 namespace {
 
-// Texts from this size on build their tree from chunks of blocks (see
-// core/block_pool.h); a smaller tree would not fill one chunk.
-constexpr ptrdiff_t kPoolFrom = 64 << 10;
-
 // Members of an open object from which a search goes through an index of
 // its names; below this a backward scan of pointers is faster than hashing.
 constexpr size_t kIndexFrom = 64;
@@ -108,12 +104,13 @@ struct Text {
 
 class Reader {
  public:
-  Reader(const Byte* cursor, const Byte* end, bool as_f32)
+  Reader(const Byte* cursor, const Byte* end, bool as_f32, size_t pool_from)
       : cur_(cursor),
         end_(end),
         as_f32_(as_f32),
         scan_(pick_scanners()),
-        blocks_(end - cursor >= kPoolFrom ? &pool_ : nullptr),
+        blocks_(end >= cursor && static_cast<size_t>(end - cursor) >= pool_from ? &pool_
+                                                                                 : nullptr),
         names_(blocks_) {}
   ~Reader();
 
@@ -579,6 +576,21 @@ void Reader::log_no_slot() {
   log_line(kLogError, kVarModule, "var_read_json_str", __LINE__, "Invalid owner_type 0x%02x", 0u);
 }
 
+int read_json(var_t* out, const char** cursor, const char* end, bool as_f32,
+              size_t pool_from) {
+  if (!out || !cursor) return KYR_JSON_SYNTAX_ERROR;
+  if (!*cursor) {
+    *out = VAR_NULL;
+    return 0;
+  }
+  Reader reader(reinterpret_cast<const Byte*>(*cursor), reinterpret_cast<const Byte*>(end),
+                as_f32, pool_from);
+  int code = reader.run();
+  *out = reader.root();
+  *cursor = reinterpret_cast<const char*>(reader.cursor());
+  return code;
+}
+
 }  // namespace kyr::json
 
 // ============================================================ exported
@@ -590,17 +602,7 @@ extern "C" {
 
 KYR_API i32_t var_read_json_str(var_t* out, const char** cursor, const char* end,
                                 u8_t as_f32) {
-  if (!out || !cursor) return KYR_JSON_SYNTAX_ERROR;
-  if (!*cursor) {
-    *out = VAR_NULL;
-    return 0;
-  }
-  Reader reader(reinterpret_cast<const Byte*>(*cursor), reinterpret_cast<const Byte*>(end),
-                as_f32 != 0);
-  int code = reader.run();
-  *out = reader.root();
-  *cursor = reinterpret_cast<const char*>(reader.cursor());
-  return code;
+  return read_json(out, cursor, end, as_f32 != 0, kPoolFrom);
 }
 
 KYR_API var_t var_json_(const char* text, u64_t len, u8_t as_f32) {

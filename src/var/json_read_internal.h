@@ -167,6 +167,17 @@ inline void* new_svec_block(size_t bytes, BlockPool* pool) {
   return pool ? pool->alloc(bytes) : xmalloc(bytes);
 }
 
+// ------------------------------------------------------------ reader
+
+// Texts from this size on build their tree from chunks of blocks (see
+// core/block_pool.h); a smaller tree would not fill one chunk.
+constexpr size_t kPoolFrom = 64 << 10;
+
+// var_read_json_str with the size from which the tree comes from chunks:
+// tests and the fuzz target give 0, to put every tree there.
+int read_json(var_t* out, const char** cursor, const char* end, bool as_f32,
+              size_t pool_from);
+
 // ------------------------------------------------------------ stacks
 
 // A stack of plain records whose first N live in the object itself, on the
