@@ -327,6 +327,11 @@ class NameTable {
   Name* record(size_t number) { return &chunks_[number / kChunkNames][number % kChunkNames]; }
   Name* new_name();
   void grow();
+  size_t find_slot(const Byte* bytes, size_t len, uint64_t hash, Name** found) const;
+  void set_control(size_t slot, uint8_t tag) {
+    control_[slot] = tag;
+    if (slot < kGroup) control_[mask_ + 1 + slot] = tag;
+  }
 
   // The table is split in two arrays, in the way of the faster hash
   // tables: one control byte per slot (0 empty, else 7 bits of the name's
@@ -339,6 +344,9 @@ class NameTable {
   // The first slots and records live in the table itself (see LocalStack):
   // 128 distinct names need nothing from the heap.
   static constexpr size_t kLocalSlots = 256;
+  // Probes read the control bytes a group at a time; the first kGroup bytes
+  // are mirrored behind the last slot, so that a group never wraps.
+  static constexpr size_t kGroup = 16;
   static constexpr size_t kChunkNames = 128;
 
   uint8_t* control_;
@@ -353,7 +361,7 @@ class NameTable {
   Name empty_{};  // the empty name: no string, never counted
   bool settled_ = false;
   Name* chunk_list_local_[1];
-  uint8_t local_control_[kLocalSlots];
+  uint8_t local_control_[kLocalSlots + kGroup];
   uint32_t local_numbers_[kLocalSlots];
   Name local_names_[kChunkNames];
 };
