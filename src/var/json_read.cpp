@@ -295,11 +295,11 @@ int Reader::loop() {
       add_member(nm->str);
       nm->handed++;
       slot_pos = members_.size() - 1;
-      nm->last_object = top.serial;
+      nm->last_object = static_cast<uint32_t>(top.serial);
       nm->last_position = slot_pos;
     } else {
       slot_pos = static_cast<uint64_t>(found);
-      nm->last_object = top.serial;
+      nm->last_object = static_cast<uint32_t>(top.serial);
       nm->last_position = slot_pos;
       var_t old = members_[slot_pos].value;
       members_[slot_pos].value = VAR_NULL;
@@ -461,9 +461,14 @@ void Reader::add_member(ustr name) {
 //   - a newer serial: a nested object used it since, so this object has to
 //     be searched, by a backward scan while small and through a key index
 //     from kIndexFrom members on (kept up to date from then on).
+//
+// Names keep the low 32 bits of the serial; once a document has opened more
+// objects than that, every repeated name is searched for.
 int64_t Reader::find_member_pos(const Name* name, Frame& top) {
-  if (name->last_object == top.serial) return static_cast<int64_t>(name->last_position);
-  if (name->last_object < top.serial) return -1;
+  if (objects_opened_ <= UINT32_MAX) {
+    if (name->last_object == top.serial) return static_cast<int64_t>(name->last_position);
+    if (name->last_object < top.serial) return -1;
+  }
   uint64_t count = members_.size() - top.start;
   if (!top.index && count >= kIndexFrom) {
     top.index = spare_indexes_.empty() ? new KeyIndex : spare_indexes_.pop();

@@ -144,7 +144,7 @@ size_t NameTable::find_slot(const Byte* bytes, size_t len, uint64_t hash, Name**
     for (; match; match &= match - 1) {
       size_t slot = (i + static_cast<size_t>(__builtin_ctz(match))) & mask_;
       Name* n = const_cast<NameTable*>(this)->record(numbers_[slot] - 1);
-      if (n->len == len && same_bytes(n->str, bytes, len)) {
+      if (svec_len(n->str) == len && same_bytes(n->str, bytes, len)) {
         *found = n;
         return slot;
       }
@@ -171,7 +171,6 @@ Name* NameTable::lookup(const Byte* bytes, size_t len) {
   n = new_name();
   n->str = make_ustr(bytes, len, pool_);
   svec_header(n->str)->refcount.store(kBias, std::memory_order_relaxed);
-  n->len = len;
   n->hash = h;
   n->handed = 0;
   n->next = nullptr;
@@ -194,7 +193,7 @@ void NameTable::settle() {
       Name& n = chunks_[c][i];
       SvecHeader* h = svec_header(n.str);
       uint32_t count = h->refcount.load(std::memory_order_relaxed) +
-                       static_cast<uint32_t>(n.handed - kBias);
+                       (n.handed - kBias);
       if (count)
         h->refcount.store(count, std::memory_order_relaxed);
       else
