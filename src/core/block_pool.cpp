@@ -4,6 +4,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#ifdef _WIN32
+#include <malloc.h>
+#endif
 
 #include "core/kyr_alloc.h"
 #include "core/svec_internal.h"

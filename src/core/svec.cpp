@@ -1,9 +1,10 @@
 // svec.cpp - the shared vector.
 //
 // Three block operations carry everything and are the only places that
-// allocate: new_block, resize_block (sole holder, realloc) and clone_block
-// (shared: copy, then drop the caller's reference). A change of length picks
-// one by the rule: null -> new, count 1 -> resize, count above 1 -> clone.
+// allocate: new_block, resize_block (sole holder, realloc; a block carved
+// from a chunk moves out instead) and clone_block (shared: copy, then drop
+// the caller's reference). A change of length picks one by the rule:
+// null -> new, count 1 -> resize, count above 1 -> clone.
 #include <cstdlib>
 #include <cstring>
 #include <new>
