@@ -11,11 +11,12 @@
 
 #include "kyr/kyr_image.h"
 
+#include "fuzz_stream.h"
+
 namespace {
 
-void check(bool ok) {
-  if (!ok) std::abort();
-}
+using fuzz::Stream;
+using fuzz::check;
 
 // A registered loader that reads a little and declines, so that the
 // fall-back road is walked too.
@@ -37,18 +38,6 @@ unsigned touch_planes(const KYR_IMAGE& img) {
   }
   return sum;
 }
-
-struct Stream {
-  svec bytes;
-  stream_t s{};
-  Stream(const uint8_t* data, size_t size) : bytes(svec_from_array(data, size, 1)) {
-    check(stream_open_memory(&s, &bytes) != nullptr);
-  }
-  ~Stream() {
-    s.ops->close(s.ctx);
-    svec_free(&bytes);
-  }
-};
 
 bool same_geometry(const KYR_IMAGE& a, const KYR_IMAGE& b) {
   if (a.pixel_format != b.pixel_format || a.codec != b.codec ||

@@ -10,23 +10,12 @@
 
 #include "kyr/kyr_varint.h"
 
+#include "fuzz_stream.h"
+
 namespace {
 
-void check(bool ok) {
-  if (!ok) std::abort();
-}
-
-struct Stream {
-  svec bytes;
-  stream_t s{};
-  Stream(const uint8_t* data, size_t size) : bytes(svec_from_array(data, size, 1)) {
-    check(stream_open_memory(&s, &bytes) != nullptr);
-  }
-  ~Stream() {
-    s.ops->close(s.ctx);
-    svec_free(&bytes);
-  }
-};
+using fuzz::Stream;
+using fuzz::check;
 
 void store_and_reload(svec v, bool lz4) {
   Stream out(nullptr, 0);
