@@ -11,14 +11,6 @@
 #include "core/kyr_alloc.h"
 #include "core/svec_internal.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KYR_POOL_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KYR_POOL_ASAN 1
-#endif
-#endif
-
 #ifdef KYR_POOL_ASAN
 #include <sanitizer/asan_interface.h>
 // Blocks not handed out, and blocks released, stay poisoned: the sanitizer
@@ -156,7 +148,9 @@ void release_svec_block(void* block) {
   drop_blocks(chunk_base(block), 1);
 }
 
+#ifdef KYR_POOL_ASAN
 void ChunkDrops::poison(void* block) { poison_block(block); }
+#endif
 
 void ChunkDrops::release_slow(void* block) {
   if (!pooled_svec_block(block)) {
@@ -210,7 +204,9 @@ void BlockPool::close_chunk() {
   chunk_ = nullptr;
 }
 
+#ifdef KYR_POOL_ASAN
 void BlockPool::unpoison(void* p, size_t bytes) { KYR_UNPOISON(p, bytes); }
+#endif
 
 // The chunk is full (or there is none yet), or the block is too large.
 void* BlockPool::alloc_slow(size_t bytes) {

@@ -21,6 +21,16 @@
 #include <cstddef>
 #include <cstdint>
 
+// Under AddressSanitizer blocks are poisoned while nobody holds them; other
+// builds pay no call for that.
+#if defined(__SANITIZE_ADDRESS__)
+#define KYR_POOL_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KYR_POOL_ASAN 1
+#endif
+#endif
+
 namespace kyr {
 
 constexpr size_t kPoolChunkBytes = size_t(256) << 10;
@@ -51,7 +61,11 @@ class BlockPool {
 
  private:
   void* alloc_slow(size_t bytes);
+#ifdef KYR_POOL_ASAN
   static void unpoison(void* p, size_t bytes);
+#else
+  static void unpoison(void*, size_t) {}
+#endif
   bool open_chunk();
   void close_chunk();
 
@@ -89,7 +103,11 @@ class ChunkDrops {
 
  private:
   void release_slow(void* block);
+#ifdef KYR_POOL_ASAN
   static void poison(void* block);
+#else
+  static void poison(void*) {}
+#endif
 
   char* base_ = nullptr;  // chunk of the run, when count_ > 0
   uint64_t count_ = 0;
