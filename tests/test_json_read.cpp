@@ -461,6 +461,15 @@ TEST(JsonRead, SharedNames) {
   EXPECT_EQ(kyr::svec_refs(inner), 1u);  // the second object's "inner" went with its value
   EXPECT_EQ(dump(&v), "[{name:1,x:{inner:1}},{name:2,x:3}]");
   var_free(&v);
+  // A replaced value may hold the only reference to a name that comes back.
+  v = parse(R"({"a":{"gone":1},"a":2,"b":{"gone":3},"c":["gone"] 4,"d":{"gone":5}})");
+  EXPECT_EQ(dump(&v), "{a:2,b:{gone:3},c:[4],d:{gone:5}}");
+  EXPECT_EQ(kyr::svec_refs(*var_get_key_at_index(var_find_rawkey(&v, "b", 1), 0)), 2u);
+  var_free(&v);
+  // A new name whose member never comes (no colon) goes with the failed parse.
+  v = parse(R"({"a":1,"never" 2})");
+  EXPECT_EQ(error_code(v), -508);
+  var_free(&v);
 }
 
 TEST(JsonRead, LargeObjectsFindRepeatedNames) {

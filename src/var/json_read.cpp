@@ -94,12 +94,19 @@ class Scratch final : public ByteSink {
 // in registers, where an outlined copy would pass them through memory.
 #define KYR_INLINE __attribute__((always_inline))
 
-// A string or name read by the loop: where reading stopped (null on
-// failure) and the string.
+// A string value read by the loop: its closing quote (null on failure) and
+// the string.
 struct Text {
-  const Byte* last;  // values: the closing quote; names: where reading goes on
-  ustr str;          // values
-  Name* name;        // names
+  const Byte* last;
+  ustr str;
+};
+
+// A member name read by the loop: where reading goes on (null on failure)
+// and its bytes, in the text or (with escapes) decoded in the scratch buffer.
+struct NameText {
+  const Byte* last;
+  const Byte* bytes;
+  size_t len;
 };
 
 class Reader {
@@ -123,12 +130,16 @@ class Reader {
 
  private:
   int loop();
-  Text read_name(const Byte* p, Name* guess);
+  NameText read_name(const Byte* p);
   Text read_quoted(const Byte* p);
+  Name* intern_in(Frame& top, const Byte* bytes, size_t len);
+  uint64_t place_member(Frame& top, Name* nm);
   int64_t find_member_pos(const Name* name, Frame& top);
+  int64_t search_member(const Name* name, Frame& top);
   void add_member(ustr name);
   void* finish_top();
   void log_no_slot();
+  void discard(var_t old);
 
   // The value at a pending position of the innermost open container.
   var_t* pending_value(uint8_t owner, uint64_t pos) {
@@ -148,16 +159,14 @@ class Reader {
   LocalStack<var_t, 256> elems_;
   LocalStack<VAR_MEMBER, 128> members_;
   Stack<KeyIndex*> spare_indexes_;
+  Stack<var_t> discarded_;  // values replaced during the parse, released behind it
   Scratch scratch_;
   BlockPool pool_;      // declared before what uses it: it goes last
   BlockPool* blocks_;   // &pool_ for a large text, else null (malloc)
   NameTable names_;
-  Name* first_guess_[kGuessDepths] = {};
+  uint32_t first_guess_[kGuessDepths] = {};
   uint64_t objects_opened_ = 0;
 };
-
-// Releases a value that a new one replaced (kept out of line: rare).
-__attribute__((noinline)) void release(var_t old) { var_free(&old); }
 
 }  // namespace
 
@@ -174,7 +183,10 @@ int Reader::run() {
     var_free(&root_);
     root_ = VAR_NULL;
   }
-  names_.settle();
+  while (!discarded_.empty()) {
+    var_t old = discarded_.pop();
+    var_free(&old);
+  }
   return code;
 }
 
@@ -209,7 +221,7 @@ int Reader::loop() {
     var_t* dst = mode == kStable ? slot_ptr : pending_value(owner, slot_pos);
     var_t old = *dst;
     *dst = v;
-    if (owns_heap(old)) release(old);
+    if (owns_heap(old)) discard(old);
   };
   auto open = [&](uint8_t kind) KYR_INLINE {
     uint64_t start = kind == VAR_TYPE_ARRAY ? elems_.size() : members_.size();
@@ -275,36 +287,17 @@ int Reader::loop() {
 
   // A name and its colon, then the member: found by name (its value
   // restarts as null, in place) or added at the end. 0 or a failure code.
+  // The name is interned only once its colon is there: the table makes
+  // strings only for members that take them (see NameTable).
   auto take_member = [&]() KYR_INLINE -> int {
     p = skip_space(p, end, scan_);
-    Frame& top = frames_.top();
-    Name*& guess_from =
-        top.last_name ? top.last_name->next : first_guess_[frames_.size() % kGuessDepths];
-    Text name = read_name(p, guess_from);
+    NameText name = read_name(p);
     if (!name.last) return KYR_JSON_SYNTAX_ERROR;
-    guess_from = name.name;  // what follows here next time
-    top.last_name = name.name;
-    p = name.last;
-    if (p >= end) return KYR_JSON_UNEXPECTED_TOKEN;
-    p = skip_space(p, end, scan_);
+    p = skip_space(name.last, end, scan_);
     if (p >= end || *p != ':') return KYR_JSON_UNEXPECTED_TOKEN;
     p++;
-    Name* nm = name.name;
-    int64_t found = find_member_pos(nm, top);
-    if (found < 0) {
-      add_member(nm->str);
-      nm->handed++;
-      slot_pos = members_.size() - 1;
-      nm->last_object = static_cast<uint32_t>(top.serial);
-      nm->last_position = slot_pos;
-    } else {
-      slot_pos = static_cast<uint64_t>(found);
-      nm->last_object = static_cast<uint32_t>(top.serial);
-      nm->last_position = slot_pos;
-      var_t old = members_[slot_pos].value;
-      members_[slot_pos].value = VAR_NULL;
-      if (old != VAR_NULL) release(old);
-    }
+    Frame& top = frames_.top();
+    slot_pos = place_member(top, intern_in(top, name.bytes, name.len));
     mode = kPending;
     return 0;
   };
@@ -466,9 +459,15 @@ void Reader::add_member(ustr name) {
 // objects than that, every repeated name is searched for.
 int64_t Reader::find_member_pos(const Name* name, Frame& top) {
   if (objects_opened_ <= UINT32_MAX) {
-    if (name->last_object == top.serial) return static_cast<int64_t>(name->last_position);
+    if (name->last_object == top.serial && name->last_position != kNoPosition)
+      return static_cast<int64_t>(name->last_position);
     if (name->last_object < top.serial) return -1;
   }
+  return search_member(name, top);
+}
+
+// The search itself (kept out of line: rare).
+__attribute__((noinline)) int64_t Reader::search_member(const Name* name, Frame& top) {
   uint64_t count = members_.size() - top.start;
   if (!top.index && count >= kIndexFrom) {
     top.index = spare_indexes_.empty() ? new KeyIndex : spare_indexes_.pop();
@@ -480,8 +479,37 @@ int64_t Reader::find_member_pos(const Name* name, Frame& top) {
   return -1;
 }
 
-// A member name at p, quoted or bare, as its interned string.
-Text Reader::read_name(const Byte* p, Name* guess) {
+// The interned name of a new member of the innermost object `top`, tried
+// first against the name that followed the object's last name last time.
+Name* Reader::intern_in(Frame& top, const Byte* bytes, size_t len) {
+  uint32_t& guess =
+      top.last_name ? top.last_name->next : first_guess_[frames_.size() % kGuessDepths];
+  top.last_name = names_.intern(bytes, len, &guess);
+  return top.last_name;
+}
+
+// The member of name `nm` in `top`: found (its value restarts as null, in
+// place) or added at the end. Returns its position.
+uint64_t Reader::place_member(Frame& top, Name* nm) {
+  int64_t found = find_member_pos(nm, top);
+  uint64_t pos;
+  if (found < 0) {
+    add_member(nm->str);
+    NameTable::take(nm);
+    pos = members_.size() - 1;
+  } else {
+    pos = static_cast<uint64_t>(found);
+    var_t old = members_[pos].value;
+    members_[pos].value = VAR_NULL;
+    if (owns_heap(old)) discard(old);
+  }
+  nm->last_object = static_cast<uint32_t>(top.serial);
+  nm->last_position = pos < kNoPosition ? static_cast<uint32_t>(pos) : kNoPosition;
+  return pos;
+}
+
+// A member name at p, quoted or bare.
+NameText Reader::read_name(const Byte* p) {
   bool quoted = p < end_ && (*p == '"' || *p == '\'');
   Byte stop = quoted ? *p : ':';
   const Byte* first = p + quoted;
@@ -493,14 +521,14 @@ Text Reader::read_name(const Byte* p, Name* guess) {
   } else if (last < end_ && *last == '\\') {
     scratch_.reset();
     last = decode_string(first, end_, stop, quoted, kReaderChunk, scratch_, scan_);
-    if (!last) return {nullptr, nullptr, nullptr};
+    if (!last) return {nullptr, nullptr, 0};
     bytes = scratch_.data();
     len = scratch_.size();
   } else {
-    return {nullptr, nullptr, nullptr};  // the text ended, or a NUL inside quotes
+    return {nullptr, nullptr, 0};  // the text ended, or a NUL inside quotes
   }
   // A bare name leaves its ':' or NUL for the caller.
-  return {last + quoted, nullptr, names_.intern(bytes, len, guess)};
+  return {last + quoted, bytes, len};
 }
 
 // A quoted string value at p (on the quote).
@@ -509,13 +537,13 @@ Text Reader::read_quoted(const Byte* p) {
   const Byte* first = p + 1;
   const Byte* last = find_string_stop(first, end_, quote, scan_);
   if (last < end_ && *last == quote)
-    return {last, make_ustr(first, static_cast<size_t>(last - first), blocks_), nullptr};
+    return {last, make_ustr(first, static_cast<size_t>(last - first), blocks_)};
   if (last < end_ && *last == '\\') {
     scratch_.reset();
     last = decode_string(first, end_, quote, true, kReaderChunk, scratch_, scan_);
-    if (last) return {last, make_ustr(scratch_.data(), scratch_.size(), blocks_), nullptr};
+    if (last) return {last, make_ustr(scratch_.data(), scratch_.size(), blocks_)};
   }
-  return {nullptr, nullptr, nullptr};
+  return {nullptr, nullptr};
 }
 
 namespace {
@@ -576,6 +604,11 @@ void* Reader::finish_top() {
     *pending_value(frames_.top().kind, f.place) = word;
   return body;
 }
+
+// A value that a new one replaced. Its release waits until the parse is
+// over: it may hold the last reference to an interned name, which the name
+// table would then hand out again (see NameTable). Kept out of line: rare.
+__attribute__((noinline)) void Reader::discard(var_t old) { discarded_.push(old); }
 
 void Reader::log_no_slot() {
   log_line(kLogError, kVarModule, "var_read_json_str", __LINE__, "Invalid owner_type 0x%02x", 0u);

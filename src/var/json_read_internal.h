@@ -257,17 +257,21 @@ class LocalStack {
 
 // ------------------------------------------------------------ names
 
-// One distinct member name of a parse. Kept to 40 bytes: a document of
-// many distinct names streams these records through the cache.
+// One distinct member name of a parse. Kept to 24 bytes: a document of
+// many distinct names streams these records through the cache. Records are
+// numbered in the order they are made; number 0 is the empty name, which has
+// no string and is never a guess.
 struct Name {
   ustr str;                // the shared string (its length is in its header); null for ""
-  Name* next;              // the name that followed this one last time, a guess
-  uint64_t last_position;  // position of the member that last took it
-  uint64_t hash;
-  uint32_t last_object;  // low 32 bits of the serial of that member's object (0: none)
-  uint32_t handed;       // references given to members, settled at the end
+  uint32_t next;           // the name that followed this one last time, a guess (0: none)
+  uint32_t last_object;    // low 32 bits of the serial of the object that last took it (0: none)
+  uint32_t last_position;  // that member's position, or kNoPosition
+  uint32_t hash;           // of the bytes, for the table to grow without reading them
 };
-static_assert(sizeof(Name) == 40);
+static_assert(sizeof(Name) == 24);
+
+// A member position too large for a record: the object is searched instead.
+constexpr uint32_t kNoPosition = UINT32_MAX;
 
 // Equality of n bytes without a call, for the short names that make up most
 // documents; the loads stay inside both ranges.
@@ -298,13 +302,20 @@ inline bool same_bytes(const void* a, const void* b, size_t n) {
 
 // The member names of one parse: equal names share one ustr, so that an
 // object's names compare by pointer and a document that repeats a name
-// thousands of times allocates it once. References handed to members are
-// counted locally and settled once at the end (no atomic per member).
+// thousands of times allocates it once.
+//
+// A string's count is exact at every moment: a new name starts at 0 and each
+// member that takes it adds one (a plain add: no other thread sees the tree
+// yet, and whoever later hands it to another thread publishes the counts
+// with it). The table itself holds no reference, so dropping it touches no
+// string. That asks two things of the reader: nothing it built may be
+// released while the table is in use (so no string the table points to goes
+// away), and a name is interned only for a member that will take it.
 //
 // Documents repeat the shapes of their objects, so the name that followed a
 // name last time is tried first: a right guess costs one comparison and no
-// hash. Name records live in fixed chunks and never move, so guesses and
-// frames may hold their addresses.
+// hash. Name records live in fixed chunks and never move, so frames may hold
+// their addresses.
 class NameTable {
  public:
   explicit NameTable(BlockPool* pool);
@@ -312,24 +323,29 @@ class NameTable {
   NameTable(const NameTable&) = delete;
   NameTable& operator=(const NameTable&) = delete;
 
-  // The record of the name, trying `guess` (may be null) first.
-  Name* intern(const Byte* bytes, size_t len, Name* guess) {
-    if (guess && svec_len(guess->str) == len && same_bytes(guess->str, bytes, len))
-      return guess;
-    return lookup(bytes, len);
+  // The name's record, trying record number *guess (0: none) first; *guess
+  // becomes the name's number, the guess for next time.
+  Name* intern(const Byte* bytes, size_t len, uint32_t* guess) {
+    if (*guess) {
+      Name* g = record(*guess);
+      if (svec_len(g->str) == len && same_bytes(g->str, bytes, len)) return g;
+    }
+    *guess = len ? lookup(bytes, len) : 0;
+    return record(*guess);
   }
-
-  // Gives every string its true reference count: the references handed out,
-  // less those already dropped. A string that nobody holds is freed. Call
-  // once, after the tree is complete or released.
-  void settle();
-
- private:
-  Name* lookup(const Byte* bytes, size_t len);
   Name* record(size_t number) { return &chunks_[number / kChunkNames][number % kChunkNames]; }
-  Name* new_name();
+
+  // One more member holds the name's string.
+  static void take(const Name* n) {
+    if (!n->str) return;
+    auto& count = svec_header(n->str)->refcount;
+    count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  }
+ private:
+  uint32_t lookup(const Byte* bytes, size_t len);
+  uint32_t new_name();
   void grow();
-  size_t find_slot(const Byte* bytes, size_t len, uint64_t hash, Name** found) const;
+  size_t find_slot(const Byte* bytes, size_t len, uint32_t hash, uint32_t* found) const;
   void set_control(size_t slot, uint8_t tag) {
     control_[slot] = tag;
     if (slot < kGroup) control_[mask_ + 1 + slot] = tag;
@@ -337,14 +353,18 @@ class NameTable {
 
   // The table is split in two arrays, in the way of the faster hash
   // tables: one control byte per slot (0 empty, else 7 bits of the name's
-  // hash, plus one) and the slot's record number + 1. Probing reads only
-  // the control bytes, 1 byte per slot, which stay in cache even for
-  // hundreds of thousands of names, so a name that is new costs no miss on
-  // the numbers; a tag that matches (about one probe in 128) checks the
-  // record itself.
+  // hash, plus one) and the slot's entry (record number and hash). Probing
+  // reads only the control bytes, 1 byte per slot, which stay in cache even
+  // for hundreds of thousands of names, so a name that is new mostly costs
+  // no miss on the entries; a tag that matches (about one probe in 128)
+  // checks the entry's hash, and only an equal hash visits the record.
+  //
+  // Hashes are 32 bits: the slot comes from the low bits and the tag from
+  // the top 7, which overlap only past 2^25 slots (the tags then tell
+  // fewer names apart; lookups stay correct).
   //
   // The first slots and records live in the table itself (see LocalStack):
-  // 128 distinct names need nothing from the heap.
+  // 127 distinct names need nothing from the heap.
   static constexpr size_t kLocalSlots = 256;
   // Probes read the control bytes a group at a time; the first kGroup bytes
   // are mirrored behind the last slot, so that a group never wraps.
@@ -352,19 +372,21 @@ class NameTable {
   static constexpr size_t kChunkNames = 128;
 
   uint8_t* control_;
-  uint32_t* numbers_;
+  struct Entry {
+    uint32_t number;  // of the record
+    uint32_t hash;    // all of it: a tag that matches by chance costs no visit to the record
+  };
+  Entry* entries_;
   size_t mask_ = kLocalSlots - 1;
-  size_t count_ = 0;
+  size_t count_ = 1;  // records made, the empty name included
   uint64_t seed_;
   BlockPool* pool_;  // where the strings come from, or null
-  Name** chunks_;  // the local chunk first, then heap chunks
+  Name** chunks_;    // the local chunk first, then heap chunks
   size_t chunk_count_ = 1;
-  size_t used_in_last_ = 0;
-  Name empty_{};  // the empty name: no string, never counted
-  bool settled_ = false;
+  size_t used_in_last_ = 1;
   Name* chunk_list_local_[1];
   uint8_t local_control_[kLocalSlots + kGroup];
-  uint32_t local_numbers_[kLocalSlots];
+  Entry local_entries_[kLocalSlots];
   Name local_names_[kChunkNames];
 };
 

@@ -16,12 +16,6 @@ namespace kyr::json {
 
 namespace {
 
-// While a parse runs, an interned string's count stands at this bias:
-// members take references without touching the count, and releases during
-// the parse (a replaced value) only lower it. settle() then adds the
-// references handed out and removes the bias in one step. (A document would
-// need over two billion releases of one name to reach zero early.)
-constexpr uint32_t kBias = 0x80000000u;
 constexpr size_t kFirstSlots = 32;
 
 inline uint64_t load_tail(const Byte* p, size_t n) {
@@ -44,7 +38,7 @@ inline uint64_t mix(uint64_t x) {
 
 // Seeded so that a hostile document can't aim its names at one probe chain
 // without knowing the seed.
-uint64_t hash_name(const Byte* p, size_t n, uint64_t seed) {
+uint32_t hash_name(const Byte* p, size_t n, uint64_t seed) {
   uint64_t h = seed ^ (n * 0x9E3779B97F4A7C15ull);
   for (; n >= 8; p += 8, n -= 8) {
     uint64_t w;
@@ -53,7 +47,7 @@ uint64_t hash_name(const Byte* p, size_t n, uint64_t seed) {
     h ^= h >> 29;
   }
   if (n) h = (h ^ load_tail(p, n)) * 0x9E3779B97F4A7C15ull;
-  return mix(h);
+  return static_cast<uint32_t>(mix(h));
 }
 
 inline uint64_t hash_pointer(const char* key) {
@@ -66,20 +60,30 @@ inline uint64_t hash_pointer(const char* key) {
 
 NameTable::NameTable(BlockPool* pool)
     : control_(local_control_),
-      numbers_(local_numbers_),
+      entries_(local_entries_),
       pool_(pool),
       chunks_(chunk_list_local_) {
   // The table's own address varies with the stack layout of each process.
   seed_ = mix(reinterpret_cast<uintptr_t>(this) ^ 0x243F6A8885A308D3ull);
   std::memset(local_control_, 0, sizeof local_control_);
   chunk_list_local_[0] = local_names_;
+  local_names_[0] = Name{nullptr, 0, 0, kNoPosition, 0};
 }
 
-NameTable::~NameTable() { settle(); }
+// The strings belong to the members that took them: only the table's own
+// memory goes.
+NameTable::~NameTable() {
+  for (size_t c = 1; c < chunk_count_; c++) std::free(chunks_[c]);
+  if (chunks_ != chunk_list_local_) std::free(chunks_);
+  if (control_ != local_control_) {
+    std::free(control_);
+    std::free(entries_);
+  }
+}
 
 namespace {
 
-inline uint8_t control_tag(uint64_t hash) { return static_cast<uint8_t>((hash >> 57) + 1); }
+inline uint8_t control_tag(uint32_t hash) { return static_cast<uint8_t>((hash >> 25) + 1); }
 
 }  // namespace
 
@@ -91,24 +95,24 @@ void NameTable::grow() {
   size_t old = mask_ + 1;
   size_t size = 2 * old;
   auto* control = static_cast<uint8_t*>(xcalloc(size + kGroup, 1));
-  auto* numbers = static_cast<uint32_t*>(xmalloc(sat_mul(size, sizeof(uint32_t))));
+  auto* entries = static_cast<Entry*>(xmalloc(sat_mul(size, sizeof(Entry))));
   if (control_ != local_control_) {
     std::free(control_);
-    std::free(numbers_);
+    std::free(entries_);
   }
   control_ = control;
-  numbers_ = numbers;
+  entries_ = entries;
   mask_ = size - 1;
-  for (size_t number = 0; number < count_; number++) {
-    uint64_t h = record(number)->hash;
+  for (size_t number = 1; number < count_; number++) {
+    uint32_t h = record(number)->hash;
     size_t j = h & mask_;
     while (control_[j]) j = (j + 1) & mask_;
     set_control(j, control_tag(h));
-    numbers_[j] = static_cast<uint32_t>(number + 1);
+    entries_[j] = {static_cast<uint32_t>(number), h};
   }
 }
 
-Name* NameTable::new_name() {
+uint32_t NameTable::new_name() {
   if (used_in_last_ == kChunkNames) {
     Name** list = static_cast<Name**>(xmalloc((chunk_count_ + 1) * sizeof(Name*)));
     std::memcpy(list, chunks_, chunk_count_ * sizeof(Name*));
@@ -117,14 +121,16 @@ Name* NameTable::new_name() {
     chunks_[chunk_count_++] = static_cast<Name*>(xmalloc(kChunkNames * sizeof(Name)));
     used_in_last_ = 0;
   }
-  return &chunks_[chunk_count_ - 1][used_in_last_++];
+  used_in_last_++;
+  return static_cast<uint32_t>(count_++);
 }
 
-// The slot that holds the name (its record in *found) or, when it is new,
-// the empty slot where it goes (*found null). Probing is linear, a group of
-// control bytes at a time: the tags that match before the first empty byte
-// are the candidates, and that empty byte ends the search.
-size_t NameTable::find_slot(const Byte* bytes, size_t len, uint64_t hash, Name** found) const {
+// The slot that holds the name (its record number in *found) or, when it is
+// new, the empty slot where it goes (*found 0). Probing is linear, a group
+// of control bytes at a time: the tags that match before the first empty
+// byte are the candidates, and that empty byte ends the search.
+size_t NameTable::find_slot(const Byte* bytes, size_t len, uint32_t hash,
+                            uint32_t* found) const {
   uint8_t tag = control_tag(hash);
   size_t i = hash & mask_;
   for (;;) {
@@ -143,69 +149,39 @@ size_t NameTable::find_slot(const Byte* bytes, size_t len, uint64_t hash, Name**
     if (empty) match &= (empty & (0u - empty)) - 1;  // only those before the first empty
     for (; match; match &= match - 1) {
       size_t slot = (i + static_cast<size_t>(__builtin_ctz(match))) & mask_;
-      Name* n = const_cast<NameTable*>(this)->record(numbers_[slot] - 1);
+      Entry e = entries_[slot];
+      if (e.hash != hash) continue;
+      const Name* n = const_cast<NameTable*>(this)->record(e.number);
       if (svec_len(n->str) == len && same_bytes(n->str, bytes, len)) {
-        *found = n;
+        *found = e.number;
         return slot;
       }
     }
     if (empty) {
-      *found = nullptr;
+      *found = 0;
       return (i + static_cast<size_t>(__builtin_ctz(empty))) & mask_;
     }
     i = (i + kGroup) & mask_;
   }
 }
 
-Name* NameTable::lookup(const Byte* bytes, size_t len) {
-  if (!len) return &empty_;
+uint32_t NameTable::lookup(const Byte* bytes, size_t len) {
   // Up to 80% full: probe runs get longer, but a group covers 16 slots.
-  if (5 * (count_ + 1) > 4 * (mask_ + 1)) grow();
-  uint64_t h = hash_name(bytes, len, seed_);
-  Name* n;
-  size_t slot = find_slot(bytes, len, h, &n);
-  if (n) return n;
+  if (5 * count_ > 4 * (mask_ + 1)) grow();
+  uint32_t h = hash_name(bytes, len, seed_);
+  uint32_t number;
+  size_t slot = find_slot(bytes, len, h, &number);
+  if (number) return number;
   // Record numbers are 32 bits; no document that fits in memory has more
   // distinct names, but the limit is kept all the same.
-  if (count_ >= UINT32_MAX - 1) out_of_memory(UINT64_MAX);
-  n = new_name();
-  n->str = make_ustr(bytes, len, pool_);
-  svec_header(n->str)->refcount.store(kBias, std::memory_order_relaxed);
-  n->hash = h;
-  n->handed = 0;
-  n->next = nullptr;
-  n->last_object = 0;
-  n->last_position = 0;
+  if (count_ >= UINT32_MAX) out_of_memory(UINT64_MAX);
+  number = new_name();
+  ustr str = make_ustr(bytes, len, pool_);
+  svec_header(str)->refcount.store(0, std::memory_order_relaxed);
+  *record(number) = Name{str, 0, 0, kNoPosition, h};
   set_control(slot, control_tag(h));
-  numbers_[slot] = static_cast<uint32_t>(++count_);
-  return n;
-}
-
-// No other thread can hold these strings yet: the tree hasn't been handed
-// out. So the counts are set with plain loads and stores; whoever later
-// passes the tree to another thread publishes them with it.
-void NameTable::settle() {
-  if (settled_) return;
-  settled_ = true;
-  for (size_t c = 0; c < chunk_count_; c++) {
-    size_t used = c + 1 == chunk_count_ ? used_in_last_ : kChunkNames;
-    for (size_t i = 0; i < used; i++) {
-      Name& n = chunks_[c][i];
-      SvecHeader* h = svec_header(n.str);
-      uint32_t count = h->refcount.load(std::memory_order_relaxed) +
-                       (n.handed - kBias);
-      if (count)
-        h->refcount.store(count, std::memory_order_relaxed);
-      else
-        release_svec_block(h);
-    }
-    if (c) std::free(chunks_[c]);
-  }
-  if (chunks_ != chunk_list_local_) std::free(chunks_);
-  if (control_ != local_control_) {
-    std::free(control_);
-    std::free(numbers_);
-  }
+  entries_[slot] = {number, h};
+  return number;
 }
 
 // ============================================================ key index
