@@ -5,6 +5,7 @@
 // cut anywhere by its caller is read safely.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -67,10 +68,11 @@ inline const Byte* find_string_stop(const Byte* p, const Byte* end, Byte stop,
   return scan.string(p, end, stop);
 }
 
-// The same for a run of blanks and tabs: indentation mostly ends within 16.
+// The same for a run of blanks and tabs: indentation mostly ends within 32
+// (pretty-printed documents are often more indentation than anything else).
 inline const Byte* find_blanks_end(const Byte* p, const Byte* end, const Scanners& scan) {
 #if defined(__SSE2__)
-  if (end - p >= 16) {
+  for (int group = 0; group < 2 && end - p >= 16; group++) {
     __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     __m128i hit = _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(' ')),
                                _mm_cmpeq_epi8(x, _mm_set1_epi8('\t')));
@@ -97,27 +99,13 @@ inline bool may_skip(Byte c) {
 
 // Steps over white space and comments (see docs/json.md); stops at end or at
 // the first byte it doesn't take. A CR counts only with an LF behind it, or
-// directly behind an LF that the rule took.
+// directly behind an LF that the rule took. The loop is out of line: inlined
+// in each of the reader's many calls it would crowd the reader's own loop.
+const Byte* skip_space_run(const Byte* p, const Byte* end, const Scanners& scan);
+
 inline const Byte* skip_space(const Byte* p, const Byte* end, const Scanners& scan) {
   if (p < end && !may_skip(*p)) return p;
-  while (p < end) {
-    Byte c = *p;
-    if (c == ' ' || c == '\t') {
-      p++;
-      if (p < end && (*p == ' ' || *p == '\t')) p = find_blanks_end(p, end, scan);
-    } else if (c == '\n') {
-      p++;
-      if (p < end && *p == '\r') p++;
-    } else if (c == '\r') {
-      if (end - p < 2 || p[1] != '\n') break;
-      p += 2;
-    } else if (c == '/') {
-      p = skip_comment(p, end);
-    } else {
-      break;
-    }
-  }
-  return p;
+  return skip_space_run(p, end, scan);
 }
 
 // ------------------------------------------------------------ strings
@@ -266,7 +254,6 @@ struct Name {
   uint32_t next;           // the name that followed this one last time, a guess (0: none)
   uint32_t last_object;    // low 32 bits of the serial of the object that last took it (0: none)
   uint32_t last_position;  // that member's position, or kNoPosition
-  uint32_t hash;           // of the bytes, for the table to grow without reading them
 };
 static_assert(sizeof(Name) == 24);
 
@@ -346,6 +333,7 @@ class NameTable {
   uint32_t new_name();
   void grow();
   size_t find_slot(const Byte* bytes, size_t len, uint32_t hash, uint32_t* found) const;
+  size_t home(uint32_t hash) const { return hash >> shift_; }
   void set_control(size_t slot, uint8_t tag) {
     control_[slot] = tag;
     if (slot < kGroup) control_[mask_ + 1 + slot] = tag;
@@ -359,8 +347,8 @@ class NameTable {
   // no miss on the entries; a tag that matches (about one probe in 128)
   // checks the entry's hash, and only an equal hash visits the record.
   //
-  // Hashes are 32 bits: the slot comes from the low bits and the tag from
-  // the top 7, which overlap only past 2^25 slots (the tags then tell
+  // Hashes are 32 bits: the home slot comes from the top bits and the tag
+  // from the low 7, which overlap only past 2^25 slots (the tags then tell
   // fewer names apart; lookups stay correct).
   //
   // The first slots and records live in the table itself (see LocalStack):
@@ -378,6 +366,7 @@ class NameTable {
   };
   Entry* entries_;
   size_t mask_ = kLocalSlots - 1;
+  unsigned shift_ = 32 - std::countr_zero(kLocalSlots);  // 32 - log2 of the slot count
   size_t count_ = 1;  // records made, the empty name included
   uint64_t seed_;
   BlockPool* pool_;  // where the strings come from, or null

@@ -112,6 +112,28 @@ Scanners pick_scanners() { return {scan_string_scalar, scan_blanks_scalar}; }
 
 // ============================================================ comments
 
+const Byte* skip_space_run(const Byte* p, const Byte* end, const Scanners& scan) {
+  while (p < end) {
+    Byte c = *p;
+    if (c == ' ' || c == '\t') {
+      p++;
+      if (p < end && (*p == ' ' || *p == '\t')) p = find_blanks_end(p, end, scan);
+    } else if (c == '\n') {
+      p++;
+      if (p < end && *p == '\r') p++;
+      else if (p < end && *p == ' ') p = find_blanks_end(p, end, scan);  // indentation
+    } else if (c == '\r') {
+      if (end - p < 2 || p[1] != '\n') break;
+      p += 2;
+    } else if (c == '/') {
+      p = skip_comment(p, end);
+    } else {
+      break;
+    }
+  }
+  return p;
+}
+
 const Byte* skip_comment(const Byte* p, const Byte* end) {
   if (end - p < 2) return p + 1;
   if (p[1] == '/') {
