@@ -607,7 +607,9 @@ void* Reader::finish_top() {
 
 // A value that a new one replaced. Its release waits until the parse is
 // over: it may hold the last reference to an interned name, which the name
-// table would then hand out again (see NameTable). Kept out of line: rare.
+// table would then hand out again (see NameTable). A parse then holds every
+// value it read at once, which its text bounds as it bounds the tree. Kept
+// out of line: rare.
 __attribute__((noinline)) void Reader::discard(var_t old) { discarded_.push(old); }
 
 void Reader::log_no_slot() {
