@@ -105,6 +105,7 @@ const Byte* skip_space_run(const Byte* p, const Byte* end, const Scanners& scan)
 
 inline const Byte* skip_space(const Byte* p, const Byte* end, const Scanners& scan) {
   if (p < end && !may_skip(*p)) return p;
+  if (end - p >= 2 && *p == ' ' && !may_skip(p[1])) return p + 1;  // as behind a colon
   return skip_space_run(p, end, scan);
 }
 
