@@ -2,10 +2,11 @@
 //
 // The text is handed over with its exact length, so a read past its end is
 // caught. Each tree is walked and its values are read through the
-// conversions, which must never fault whatever the reader made. One of the
-// two readings carves its tree from chunks of blocks.
+// conversions, which must never fault whatever the reader made. Two of the
+// readings are compared: one as usual, one taking the paths of large input.
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include <kyr/kyr_core.h>
 
@@ -44,14 +45,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   var_free(&v);
 
-  // The core reader reports a cursor inside the text; this time the tree
-  // comes from chunks of blocks, as for a large text.
+  // The core reader reports a cursor inside the text. It reads the text
+  // twice more: once as usual and once with the paths of large input taken
+  // from the start (the tree from chunks of blocks, objects of new names
+  // merged when they close). Both must agree on everything.
   const char* cursor = text;
-  var_t out = VAR_NULL;
-  kyr::json::read_json(&out, &cursor, text + size, false, 0);
+  const char* bulk_cursor = text;
+  var_t out = VAR_NULL, bulk = VAR_NULL;
+  int code = kyr::json::read_json(&out, &cursor, text + size, false, {});
+  int bulk_code = kyr::json::read_json(&bulk, &bulk_cursor, text + size, false, {0, 2});
   if (cursor < text || cursor > text + size) abort();
-  touch_values(&out);
+  if (code != bulk_code || cursor != bulk_cursor) abort();
+  ustr a = var_to_json(&out, 0);
+  ustr b = var_to_json(&bulk, 0);
+  if (svec_length(a) != svec_length(b) || (a && std::memcmp(a, b, svec_length(a)) != 0)) abort();
+  svec_free(&a);
+  svec_free(&b);
+  touch_values(&bulk);
   var_free(&out);
+  var_free(&bulk);
 
   // The two scanners on their own, from the first byte.
   cursor = text;

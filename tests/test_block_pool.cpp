@@ -140,8 +140,8 @@ TEST(BlockPool, TreesFromChunksEqualPlainTrees) {
     var_t plain = VAR_NULL, chunked = VAR_NULL;
     const char* c1 = text;
     const char* c2 = text;
-    int r1 = kyr::json::read_json(&plain, &c1, end, false, SIZE_MAX);
-    int r2 = kyr::json::read_json(&chunked, &c2, end, false, 0);
+    int r1 = kyr::json::read_json(&plain, &c1, end, false, {SIZE_MAX, kyr::json::kBulkFrom});
+    int r2 = kyr::json::read_json(&chunked, &c2, end, false, {0, kyr::json::kBulkFrom});
     EXPECT_EQ(r1, r2) << text;
     EXPECT_EQ(c1, c2) << text;
     ustr a = var_to_json(&plain, 0);

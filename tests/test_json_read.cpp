@@ -493,6 +493,97 @@ TEST(JsonRead, LargeObjectsFindRepeatedNames) {
 
 namespace {
 
+// A reading with the given limits, rendered as show() does, with the code
+// and the cursor's offset.
+std::string read_with(const std::string& text, const kyr::json::ReadLimits& limits) {
+  var_t v = VAR_NULL;
+  const char* cursor = text.data();
+  int code = kyr::json::read_json(&v, &cursor, text.data() + text.size(), false, limits);
+  expect_exact_blocks(&v);
+  std::string out = dump(&v) + " code " + std::to_string(code) + " at " +
+                    std::to_string(cursor - text.data());
+  var_free(&v);
+  return out;
+}
+
+}  // namespace
+
+// Objects of new names that skip the table from their second member on must
+// read exactly as through the table: equal names merged in the place of the
+// first with the value of the last, slots that follow them, failures.
+TEST(JsonRead, BulkObjectsReadAsThroughTheTable) {
+  std::vector<std::string> texts = {
+      R"({"a":1,"b":2,"a":3})",
+      R"({"a":1,"b":2,"a":{"x":1},"c":[1],"a":"s","b":null})",
+      R"([{"a":1,"b":2,"a":3} 9])",          // the slot behind '}' is the merged member
+      R"([{"a":1,"b":{"c":1,"d":2,"c":3},"a":4,"b":5},{"a":1,"b":2,"a":3}])",
+      R"({"":1,"b":2,"":3,"b":4})",     // the empty name; a name given by escapes
+      R"({a:1,b:2 3,'a':4,c:{a:1,b:2} 5})",  // values without commas replace
+      R"({"a":1,"b":2,"a":)",                 // cut behind a repeated name
+      R"({"a":1,"b":2,"a" 3})",               // -508
+      R"({"a":1,"b":[1,2,{"b":1,"c":2,"b":3}],"a":)",
+  };
+  std::string big = "{";
+  for (int i = 0; i < 5000; i++) big += "\"n" + std::to_string(i % 3100) + "\":" + std::to_string(i) + ",";
+  big += R"("inner":{"n1":1,"q":2,"n1":3},"n5":"last"})";
+  texts.push_back(big);
+  for (const std::string& text : texts) {
+    std::string usual = read_with(text, {SIZE_MAX, SIZE_MAX});
+    EXPECT_EQ(read_with(text, {SIZE_MAX, 2}), usual) << text;
+    EXPECT_EQ(read_with(text, {0, 2}), usual) << text;
+    EXPECT_EQ(read_with(text, {SIZE_MAX, kyr::json::kBulkFrom}), usual) << text;
+  }
+  // An object of known names stays with the table, and shares their strings.
+  var_t v = VAR_NULL;
+  std::string text = R"([{"a":1,"b":2,"c":3},{"a":1,"b":2,"c":3}])";
+  const char* cursor = text.data();
+  ASSERT_EQ(kyr::json::read_json(&v, &cursor, text.data() + text.size(), false, {SIZE_MAX, 2}), 0);
+  EXPECT_EQ(*var_get_key_at_index(var_get_value_at_index(&v, 0), 1),
+            *var_get_key_at_index(var_get_value_at_index(&v, 1), 1));
+  EXPECT_NE(*var_get_key_at_index(var_get_value_at_index(&v, 0), 2),
+            *var_get_key_at_index(var_get_value_at_index(&v, 1), 2));
+  var_free(&v);
+}
+
+// Different names under one hash must stay apart; equal ones merge however
+// they are spread.
+TEST(JsonRead, BulkMergeTellsNamesOfOneHashApart) {
+  using kyr::json::make_ustr;
+  const char* names[] = {"x", "y", "x", "zz", "y", "", "x", ""};
+  const size_t n = sizeof names / sizeof *names;
+  VAR_MEMBER members[n];
+  for (size_t i = 0; i < n; i++) {
+    members[i].key = make_ustr(reinterpret_cast<const unsigned char*>(names[i]),
+                               std::strlen(names[i]), nullptr);
+    members[i].value = var_uint_(i);
+  }
+  members[3].value = parse("[1,2]");  // kept: "zz" is alone
+  members[0].value = parse("{\"v\":0}");  // replaced by a later "x"
+  kyr::json::BulkNames bulk;
+  kyr::json::NameTable table(nullptr);
+  bulk.open(members, 0, table);
+  for (size_t i = 0; i < n; i++) bulk.add(7);
+  kyr::Stack<var_t> dropped;
+  uint64_t slot = 4;  // the last "y": moves to the first
+  EXPECT_EQ(bulk.close(members, n, dropped, &slot), 4u);
+  EXPECT_EQ(slot, 1u);
+  std::string got;
+  for (size_t i = 0; i < 4; i++)
+    got += std::string(members[i].key ? members[i].key : "") + "=" + dump(&members[i].value) + " ";
+  EXPECT_EQ(got, "x=6 y=4 zz=[1,2] =7 ");
+  EXPECT_EQ(dropped.size(), 4u);  // the first x's object, the strings of x, y, x (not of "")
+  while (!dropped.empty()) {
+    var_t old = dropped.pop();
+    var_free(&old);
+  }
+  for (size_t i = 0; i < 4; i++) {
+    svec_free(&members[i].key);
+    var_free(&members[i].value);
+  }
+}
+
+namespace {
+
 // Runs fn on a thread with a small machine stack: a reader that recursed on
 // depth would overflow it.
 void on_small_stack(void (*fn)()) {

@@ -45,13 +45,15 @@ enum SlotMode : uint8_t {
 
 // An open container.
 struct Frame {
-  var_t* stable;    // where its word goes, when that is a stable address
-  uint64_t place;   // otherwise its position in the parent's pending region
-  uint64_t start;   // first position of its own region on elems_/members_
-  KeyIndex* index;  // names of a large object once searched, or null
-  Name* last_name;  // an object's latest member name, or null
-  uint64_t serial;  // objects: numbered in the order they open, from 1
-  uint8_t kind;     // VAR_TYPE_OBJECT or VAR_TYPE_ARRAY
+  var_t* stable;       // where its word goes, when that is a stable address
+  uint64_t place;      // otherwise its position in the parent's pending region
+  uint64_t start;      // first position of its own region on elems_/members_
+  KeyIndex* index;     // names of a large object once searched, or null
+  Name* last_name;     // an object's latest member name, or null
+  uint64_t serial;     // objects: numbered in the order they open, from 1
+  uint32_t new_names;  // members that took a name new to the document
+  uint8_t kind;        // VAR_TYPE_OBJECT or VAR_TYPE_ARRAY
+  bool bulk;           // an object that takes its names without the table
 };
 
 // First-member guesses are kept per depth, modulo this many depths.
@@ -111,14 +113,16 @@ struct NameText {
 
 class Reader {
  public:
-  Reader(const Byte* cursor, const Byte* end, bool as_f32, size_t pool_from)
+  Reader(const Byte* cursor, const Byte* end, bool as_f32, const ReadLimits& limits)
       : cur_(cursor),
         end_(end),
         as_f32_(as_f32),
         scan_(pick_scanners()),
-        blocks_(end >= cursor && static_cast<size_t>(end - cursor) >= pool_from ? &pool_
-                                                                                 : nullptr),
-        names_(blocks_) {}
+        blocks_(end >= cursor && static_cast<size_t>(end - cursor) >= limits.pool_from
+                    ? &pool_
+                    : nullptr),
+        names_(blocks_),
+        bulk_from_(limits.bulk_from) {}
   ~Reader();
 
   // 0, or the code of the failure. Either way every open container is
@@ -134,10 +138,12 @@ class Reader {
   Text read_quoted(const Byte* p);
   Name* intern_in(Frame& top, const Byte* bytes, size_t len);
   uint64_t place_member(Frame& top, Name* nm);
+  uint64_t add_bulk_member(Frame& top, const Byte* bytes, size_t len);
+  void consider_bulk(Frame& top);
   int64_t find_member_pos(const Name* name, Frame& top);
   int64_t search_member(const Name* name, Frame& top);
   void add_member(ustr name);
-  void* finish_top();
+  void* finish_top(uint64_t* pending = nullptr);
   void log_no_slot();
   void discard(var_t old);
 
@@ -160,12 +166,14 @@ class Reader {
   LocalStack<VAR_MEMBER, 128> members_;
   Stack<KeyIndex*> spare_indexes_;
   Stack<var_t> discarded_;  // values replaced during the parse, released behind it
+  BulkNames bulk_;
   Scratch scratch_;
   BlockPool pool_;      // declared before what uses it: it goes last
   BlockPool* blocks_;   // &pool_ for a large text, else null (malloc)
   NameTable names_;
   uint32_t first_guess_[kGuessDepths] = {};
   uint64_t objects_opened_ = 0;
+  size_t bulk_from_;
 };
 
 }  // namespace
@@ -226,7 +234,7 @@ int Reader::loop() {
   auto open = [&](uint8_t kind) KYR_INLINE {
     uint64_t start = kind == VAR_TYPE_ARRAY ? elems_.size() : members_.size();
     frames_.push({mode == kStable ? slot_ptr : nullptr, slot_pos, start, nullptr, nullptr,
-                  ++objects_opened_, kind});
+                  ++objects_opened_, 0, kind, false});
     owner = kind;
     mode = kAbsent;
   };
@@ -297,7 +305,8 @@ int Reader::loop() {
     if (p >= end || *p != ':') return KYR_JSON_UNEXPECTED_TOKEN;
     p++;
     Frame& top = frames_.top();
-    slot_pos = place_member(top, intern_in(top, name.bytes, name.len));
+    slot_pos = top.bulk ? add_bulk_member(top, name.bytes, name.len)
+                        : place_member(top, intern_in(top, name.bytes, name.len));
     mode = kPending;
     return 0;
   };
@@ -343,12 +352,11 @@ int Reader::loop() {
         // goes back to the root.
         if (!frames_.empty()) {
           uint8_t kind = frames_.top().kind;
-          uint64_t start = frames_.top().start;
-          void* body = finish_top();
+          uint64_t at = slot_pos - frames_.top().start;  // merged names may move it
+          void* body = finish_top(mode == kPending ? &at : nullptr);
           if (mode == kPending) {
-            slot_ptr = kind == VAR_TYPE_ARRAY
-                           ? static_cast<var_t*>(body) + (slot_pos - start)
-                           : &static_cast<VAR_MEMBER*>(body)[slot_pos - start].value;
+            slot_ptr = kind == VAR_TYPE_ARRAY ? static_cast<var_t*>(body) + at
+                                              : &static_cast<VAR_MEMBER*>(body)[at].value;
             mode = kStable;
           }
         }
@@ -436,12 +444,39 @@ object_run:  // a comma was taken or an object opened: a new member is due
 
 // Adds a member with a null value to the innermost open object, and indexes
 // its names once it is large.
+//
+// An object that reaches bulk_from_ members, three quarters of them named
+// as nowhere before in the document, is taken for an object of distinct
+// names (a map by id, say): from then on its names skip the table, where each
+// would cost a probe, an entry and a record, and its members of equal names
+// are merged when it closes (see BulkNames). Its names then share no strings
+// with the rest of the document.
 void Reader::add_member(ustr name) {
   VAR_MEMBER* m = members_.extend(1);
   m->key = name;
   m->value = VAR_NULL;
   Frame& top = frames_.top();
   if (top.index) top.index->add(name, members_.size() - 1);
+  if (members_.size() - top.start == bulk_from_) consider_bulk(top);
+}
+
+__attribute__((noinline)) void Reader::consider_bulk(Frame& top) {
+  if (top.new_names < bulk_from_ - bulk_from_ / 4) return;
+  top.bulk = true;
+  bulk_.open(&members_[top.start], members_.size() - top.start, names_);
+}
+
+// A member of a bulk object: its own string, and its name's hash.
+uint64_t Reader::add_bulk_member(Frame& top, const Byte* bytes, size_t len) {
+  uint64_t pos = members_.size();
+  // The merge keeps 32-bit positions. The stack of 2^32 members would take
+  // 64 GB; an object that gets there is treated as memory running out.
+  if (pos - top.start > UINT32_MAX) out_of_memory(UINT64_MAX);
+  VAR_MEMBER* m = members_.extend(1);
+  m->key = make_ustr(bytes, len, blocks_);
+  m->value = VAR_NULL;
+  bulk_.add(names_.hash(bytes, len));
+  return pos;
 }
 
 // The position of the member named `name` in the innermost open object, or
@@ -494,6 +529,7 @@ uint64_t Reader::place_member(Frame& top, Name* nm) {
   int64_t found = find_member_pos(nm, top);
   uint64_t pos;
   if (found < 0) {
+    top.new_names += nm->last_object == 0;  // the name's first member
     add_member(nm->str);
     NameTable::take(nm);
     pos = members_.size() - 1;
@@ -562,8 +598,9 @@ inline void copy_items(void* dst, const T* src, uint64_t n) {
 }  // namespace
 
 // Gives the innermost open container its exact body, puts its word in place
-// and returns the body (null when empty).
-void* Reader::finish_top() {
+// and returns the body (null when empty). *pending, a position in the
+// container, follows its member when names are merged.
+void* Reader::finish_top(uint64_t* pending) {
   Frame f = frames_.pop();
   var_t word;
   void* body = nullptr;
@@ -582,6 +619,10 @@ void* Reader::finish_top() {
     }
   } else {
     uint64_t n = members_.size() - f.start;
+    if (f.bulk) {
+      n = bulk_.close(&members_[f.start], n, discarded_, pending);
+      members_.resize_down(f.start + n);
+    }
     word = VAR_EMPTY_OBJECT;
     if (n) {
       body = f.start ? nullptr : members_.take_all_as_svec();
@@ -617,14 +658,14 @@ void Reader::log_no_slot() {
 }
 
 int read_json(var_t* out, const char** cursor, const char* end, bool as_f32,
-              size_t pool_from) {
+              const ReadLimits& limits) {
   if (!out || !cursor) return KYR_JSON_SYNTAX_ERROR;
   if (!*cursor) {
     *out = VAR_NULL;
     return 0;
   }
   Reader reader(reinterpret_cast<const Byte*>(*cursor), reinterpret_cast<const Byte*>(end),
-                as_f32, pool_from);
+                as_f32, limits);
   int code = reader.run();
   *out = reader.root();
   *cursor = reinterpret_cast<const char*>(reader.cursor());
@@ -642,7 +683,7 @@ extern "C" {
 
 KYR_API i32_t var_read_json_str(var_t* out, const char** cursor, const char* end,
                                 u8_t as_f32) {
-  return read_json(out, cursor, end, as_f32 != 0, kPoolFrom);
+  return read_json(out, cursor, end, as_f32 != 0, ReadLimits{});
 }
 
 KYR_API var_t var_json_(const char* text, u64_t len, u8_t as_f32) {

@@ -14,6 +14,7 @@
 
 #include "kyr/kyr_json.h"
 #include "core/block_pool.h"
+#include "core/stack.h"
 #include "core/kyr_alloc.h"
 #include "var/var_internal.h"
 
@@ -162,10 +163,20 @@ inline void* new_svec_block(size_t bytes, BlockPool* pool) {
 // core/block_pool.h); a smaller tree would not fill one chunk.
 constexpr size_t kPoolFrom = 64 << 10;
 
-// var_read_json_str with the size from which the tree comes from chunks:
-// tests and the fuzz target give 0, to put every tree there.
+// An object takes its names without the name table from this many members
+// on, when most of them were new to the table (see Reader::add_member).
+constexpr size_t kBulkFrom = 1024;
+
+// Sizes from which a parse takes its paths for large input. Tests and the
+// fuzz target turn them down, so that small texts take those paths too.
+struct ReadLimits {
+  size_t pool_from = kPoolFrom;  // text size from which the tree comes from chunks
+  size_t bulk_from = kBulkFrom;  // object size from which new names skip the table
+};
+
+// var_read_json_str with its limits given.
 int read_json(var_t* out, const char** cursor, const char* end, bool as_f32,
-              size_t pool_from);
+              const ReadLimits& limits);
 
 // ------------------------------------------------------------ stacks
 
@@ -323,6 +334,11 @@ class NameTable {
   }
   Name* record(size_t number) { return &chunks_[number / kChunkNames][number % kChunkNames]; }
 
+  // The seeded hash of a name, as the table uses it.
+  uint32_t hash(const Byte* bytes, size_t len) const;
+  // Records made so far, the empty name's included.
+  size_t count() const { return count_; }
+
   // One more member holds the name's string.
   static void take(const Name* n) {
     if (!n->str) return;
@@ -378,6 +394,71 @@ class NameTable {
   uint8_t local_control_[kLocalSlots + kGroup];
   Entry local_entries_[kLocalSlots];
   Name local_names_[kChunkNames];
+};
+
+// The names of the open bulk objects: large objects of new names, which
+// take their names without the table (see Reader::add_member) and merge
+// their members of equal names when they close.
+//
+// Each member's name hash is kept, in order, and set in a bit filter of the
+// object (16 bits or more per name); a hash whose bits were set already may
+// be a repeated name and is noted. When the object closes, only the members
+// whose hashes were noted are sorted and compared, so an object without
+// repeated names costs a hash and a bit per member. Bulk objects nest like
+// the frames that hold them, and each of the stacks here does too.
+class BulkNames {
+ public:
+  BulkNames() = default;
+  ~BulkNames();
+  BulkNames(const BulkNames&) = delete;
+  BulkNames& operator=(const BulkNames&) = delete;
+
+  // Starts a bulk object whose first n members are there already.
+  void open(const VAR_MEMBER* members, size_t n, const NameTable& names);
+
+  // The hash of the next member's name, in the innermost bulk object.
+  void add(uint32_t hash) {
+    Filter& f = filters_.top();
+    if (sat_mul(hashes_.size() - f.first_hash + 1, kFilterBits) > f.mask && f.mask < UINT32_MAX)
+      grow(f);
+    hashes_.push(hash);
+    uint64_t& word = f.bits[(hash & f.mask) >> 6];
+    uint64_t bits = filter_bits(hash);
+    if ((word & bits) == bits)
+      repeats_.push(hash);
+    else
+      word |= bits;
+  }
+
+  // A hash's two bits in its word of a filter: from its low bits, which also
+  // pick the word, and its top bits. Two bits where one would do cut the
+  // false repeats about four times over.
+  static uint64_t filter_bits(uint32_t hash) {
+    return (uint64_t{1} << (hash & 63)) | (uint64_t{1} << (hash >> 26));
+  }
+
+  // Ends the innermost bulk object, whose n members start at `members`.
+  // Members of equal names become one, at the place of the first and with
+  // the value of the last, as if the names had been found while reading;
+  // what they drop (values, strings) goes to `dropped`. Returns the count
+  // left. A position in *slot (may be null) follows its member; when that
+  // member went, it moves to the one that took its value.
+  size_t close(VAR_MEMBER* members, size_t n, Stack<var_t>& dropped, uint64_t* slot);
+
+ private:
+  static constexpr size_t kFilterBits = 16;  // at least, per name
+
+  struct Filter {
+    uint64_t* bits;
+    uint64_t mask;           // bit count - 1
+    uint64_t first_hash;     // of the object, on hashes_
+    uint64_t first_repeat;   // of the object, on repeats_
+  };
+  void grow(Filter& f);
+
+  Stack<uint32_t> hashes_;   // one per member, in order
+  Stack<uint32_t> repeats_;  // hashes met before in their object
+  Stack<Filter> filters_;    // one per open bulk object
 };
 
 // Index of the members of one large open object by key pointer, so that a

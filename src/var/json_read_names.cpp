@@ -119,6 +119,10 @@ void NameTable::grow() {
   }
 }
 
+uint32_t NameTable::hash(const Byte* bytes, size_t len) const {
+  return hash_name(bytes, len, seed_);
+}
+
 uint32_t NameTable::new_name() {
   if (used_in_last_ == kChunkNames) {
     Name** list = static_cast<Name**>(xmalloc((chunk_count_ + 1) * sizeof(Name*)));
