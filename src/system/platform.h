@@ -63,6 +63,12 @@ int32_t physical_core_count();
 // none.
 bool console_cells(int16_t* width, int16_t* height);
 
+// Tells the system that a large block about to be filled whole is better
+// backed by large pages: Linux maps the 2 MiB-aligned part of it that way,
+// when transparent huge pages are on (one fault per 2 MiB instead of per 4
+// KiB). A hint only: nothing happens elsewhere, or when it is refused.
+void advise_large_pages(void* block, size_t bytes);
+
 // ------------------------------------------------------------ modules
 // modules_posix.cpp / modules_win32.cpp
 

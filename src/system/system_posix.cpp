@@ -3,6 +3,7 @@
 // the terminal size of standard output.
 #include <dirent.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -177,6 +178,18 @@ bool console_cells(int16_t* width, int16_t* height) {
   *width = static_cast<int16_t>(std::min<unsigned>(ws.ws_col, INT16_MAX));
   *height = static_cast<int16_t>(std::min<unsigned>(ws.ws_row, INT16_MAX));
   return true;
+}
+
+void advise_large_pages(void* block, size_t bytes) {
+#if defined(MADV_HUGEPAGE)
+  constexpr uintptr_t kLargePage = uintptr_t(2) << 20;
+  uintptr_t first = (reinterpret_cast<uintptr_t>(block) + kLargePage - 1) & ~(kLargePage - 1);
+  uintptr_t last = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(kLargePage - 1);
+  if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#else
+  (void)block;
+  (void)bytes;
+#endif
 }
 
 }  // namespace kyr::plat

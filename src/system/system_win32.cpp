@@ -44,4 +44,8 @@ bool console_cells(int16_t* width, int16_t* height) {
   return true;
 }
 
+// Large pages on Windows need a privilege and memory of their own; the
+// allocator's blocks can't be given them afterwards.
+void advise_large_pages(void*, size_t) {}
+
 }  // namespace kyr::plat

@@ -166,7 +166,6 @@ class Reader {
   LocalStack<VAR_MEMBER, 128> members_;
   Stack<KeyIndex*> spare_indexes_;
   Stack<var_t> discarded_;  // values replaced during the parse, released behind it
-  BulkNames bulk_;
   Scratch scratch_;
   BlockPool pool_;      // declared before what uses it: it goes last
   BlockPool* blocks_;   // &pool_ for a large text, else null (malloc)
@@ -174,6 +173,7 @@ class Reader {
   uint32_t first_guess_[kGuessDepths] = {};
   uint64_t objects_opened_ = 0;
   size_t bulk_from_;
+  BulkNames bulk_;
 };
 
 }  // namespace
@@ -467,7 +467,8 @@ __attribute__((noinline)) void Reader::consider_bulk(Frame& top) {
 }
 
 // A member of a bulk object: its own string, and its name's hash.
-uint64_t Reader::add_bulk_member(Frame& top, const Byte* bytes, size_t len) {
+__attribute__((noinline)) uint64_t Reader::add_bulk_member(Frame& top, const Byte* bytes,
+                                                          size_t len) {
   uint64_t pos = members_.size();
   // The merge keeps 32-bit positions. The stack of 2^32 members would take
   // 64 GB; an object that gets there is treated as memory running out.

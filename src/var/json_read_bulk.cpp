@@ -146,6 +146,7 @@ void BulkNames::open(const VAR_MEMBER* members, size_t n, const NameTable& names
   Filter f;
   f.bits = new_filter(sat_mul(sat_mul(n, 2), kFilterBits), &f.mask);
   f.first_hash = hashes_.size();
+  f.checked = f.first_hash;
   f.first_repeat = repeats_.size();
   filters_.push(f);
   for (size_t i = 0; i < n; i++) {
@@ -157,6 +158,7 @@ void BulkNames::open(const VAR_MEMBER* members, size_t n, const NameTable& names
 // Twice the bits: the object's hashes are set again (those already noted as
 // repeats stay noted).
 void BulkNames::grow(Filter& f) {
+  check_all(f);
   std::free(f.bits);
   f.bits = new_filter(sat_mul(f.mask + 1, 2), &f.mask);
   for (uint64_t i = f.first_hash; i < hashes_.size(); i++) {
@@ -166,6 +168,7 @@ void BulkNames::grow(Filter& f) {
 }
 
 size_t BulkNames::close(VAR_MEMBER* members, size_t n, Stack<var_t>& dropped, uint64_t* slot) {
+  check_all(filters_.top());
   Filter f = filters_.pop();
   std::free(f.bits);
   size_t count = repeats_.size() - f.first_repeat;

@@ -16,6 +16,7 @@
 #include "core/block_pool.h"
 #include "core/stack.h"
 #include "core/kyr_alloc.h"
+#include "system/platform.h"
 #include "var/var_internal.h"
 
 #if defined(__SSE2__)
@@ -234,20 +235,30 @@ class LocalStack {
  private:
   void* block() { return reinterpret_cast<char*>(data_) - kSvecHeaderSize; }
 
-  void grow(size_t n) {
+  // A stack this large holds a large container, which fills it as it goes.
+  // Its new block is asked for large pages before the items move in: fresh
+  // memory then costs a fault per 2 MiB instead of per 4 KiB. (realloc would
+  // copy them first, or move them by remapping, which only pays once the
+  // block is larger than the allocator's mapping threshold.) Out of line:
+  // rare, and the reader's loop has many pushes.
+  __attribute__((noinline)) void grow(size_t n) {
     size_t room = room_;
     while (room - size_ < n) room = sat_mul(room, 2);
     size_t bytes = sat_add(kSvecHeaderSize, sat_mul(room, sizeof(T)));
     char* fresh;
-    if (data_ == local_) {
-      fresh = static_cast<char*>(xmalloc(bytes));
-      std::memcpy(fresh + kSvecHeaderSize, local_, size_ * sizeof(T));
-    } else {
+    if (data_ != local_ && bytes < kLargeStackBytes) {
       fresh = static_cast<char*>(xrealloc(block(), bytes));
+    } else {
+      fresh = static_cast<char*>(xmalloc(bytes));
+      if (bytes >= kLargeStackBytes) plat::advise_large_pages(fresh, bytes);
+      std::memcpy(fresh + kSvecHeaderSize, data_, size_ * sizeof(T));
+      if (data_ != local_) std::free(block());
     }
     data_ = reinterpret_cast<T*>(fresh + kSvecHeaderSize);
     room_ = room;
   }
+
+  static constexpr size_t kLargeStackBytes = size_t(4) << 20;
 
   T* data_ = local_;
   size_t size_ = 0;
@@ -416,18 +427,16 @@ class BulkNames {
   // Starts a bulk object whose first n members are there already.
   void open(const VAR_MEMBER* members, size_t n, const NameTable& names);
 
-  // The hash of the next member's name, in the innermost bulk object.
+  // The hash of the next member's name, in the innermost bulk object. A
+  // filter of a large object is larger than the fast caches, so each hash is
+  // checked a few members after it comes, its word asked for meanwhile.
   void add(uint32_t hash) {
     Filter& f = filters_.top();
     if (sat_mul(hashes_.size() - f.first_hash + 1, kFilterBits) > f.mask && f.mask < UINT32_MAX)
       grow(f);
     hashes_.push(hash);
-    uint64_t& word = f.bits[(hash & f.mask) >> 6];
-    uint64_t bits = filter_bits(hash);
-    if ((word & bits) == bits)
-      repeats_.push(hash);
-    else
-      word |= bits;
+    __builtin_prefetch(&f.bits[(hash & f.mask) >> 6], 1);
+    if (hashes_.size() - f.checked > kAhead) check(f, hashes_[f.checked++]);
   }
 
   // A hash's two bits in its word of a filter: from its low bits, which also
@@ -448,12 +457,27 @@ class BulkNames {
  private:
   static constexpr size_t kFilterBits = 16;  // at least, per name
 
+  static constexpr size_t kAhead = 8;        // hashes that wait for their word
+
   struct Filter {
     uint64_t* bits;
     uint64_t mask;           // bit count - 1
     uint64_t first_hash;     // of the object, on hashes_
+    uint64_t checked;        // hashes_ before this are in the filter
     uint64_t first_repeat;   // of the object, on repeats_
   };
+  // Sets the hash in the filter, noting it when it was there already.
+  void check(Filter& f, uint32_t hash) {
+    uint64_t& word = f.bits[(hash & f.mask) >> 6];
+    uint64_t bits = filter_bits(hash);
+    if ((word & bits) == bits)
+      repeats_.push(hash);
+    else
+      word |= bits;
+  }
+  void check_all(Filter& f) {
+    while (f.checked < hashes_.size()) check(f, hashes_[f.checked++]);
+  }
   void grow(Filter& f);
 
   Stack<uint32_t> hashes_;   // one per member, in order

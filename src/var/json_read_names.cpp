@@ -38,7 +38,8 @@ inline uint64_t mix(uint64_t x) {
 
 // Seeded so that a hostile document can't aim its names at one probe chain
 // without knowing the seed.
-uint32_t hash_name(const Byte* p, size_t n, uint64_t seed) {
+__attribute__((always_inline)) inline uint32_t hash_name(const Byte* p, size_t n,
+                                                         uint64_t seed) {
   uint64_t h = seed ^ (n * 0x9E3779B97F4A7C15ull);
   for (; n >= 8; p += 8, n -= 8) {
     uint64_t w;
