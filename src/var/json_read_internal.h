@@ -347,8 +347,6 @@ class NameTable {
 
   // The seeded hash of a name, as the table uses it.
   uint32_t hash(const Byte* bytes, size_t len) const;
-  // Records made so far, the empty name's included.
-  size_t count() const { return count_; }
 
   // One more member holds the name's string.
   static void take(const Name* n) {
@@ -456,7 +454,6 @@ class BulkNames {
 
  private:
   static constexpr size_t kFilterBits = 16;  // at least, per name
-
   static constexpr size_t kAhead = 8;        // hashes that wait for their word
 
   struct Filter {

@@ -121,26 +121,28 @@ const Byte* decode_string(const Byte* p, const Byte* end, Byte stop, bool quoted
 
 namespace {
 
+// The first and the last sizeof(Word) bytes of n (which has at least that
+// many): together they cover up to twice that.
+template <typename Word>
+inline void copy_ends(char* dst, const Byte* src, size_t n) {
+  Word head, tail;
+  std::memcpy(&head, src, sizeof(Word));
+  std::memcpy(&tail, src + n - sizeof(Word), sizeof(Word));
+  std::memcpy(dst, &head, sizeof(Word));
+  std::memcpy(dst + n - sizeof(Word), &tail, sizeof(Word));
+}
+
 // Copies n bytes without a call for the short strings that most documents
 // are made of: two loads that may overlap, each inside the source.
 inline void copy_bytes(char* dst, const Byte* src, size_t n) {
-  if (n > 16) {
+  if (n > 16)
     std::memcpy(dst, src, n);
-  } else if (n >= 8) {
-    uint64_t head, tail;
-    std::memcpy(&head, src, 8);
-    std::memcpy(&tail, src + n - 8, 8);
-    std::memcpy(dst, &head, 8);
-    std::memcpy(dst + n - 8, &tail, 8);
-  } else if (n >= 4) {
-    uint32_t head, tail;
-    std::memcpy(&head, src, 4);
-    std::memcpy(&tail, src + n - 4, 4);
-    std::memcpy(dst, &head, 4);
-    std::memcpy(dst + n - 4, &tail, 4);
-  } else {
+  else if (n >= 8)
+    copy_ends<uint64_t>(dst, src, n);
+  else if (n >= 4)
+    copy_ends<uint32_t>(dst, src, n);
+  else
     for (size_t i = 0; i < n; i++) dst[i] = static_cast<char>(src[i]);
-  }
 }
 
 }  // namespace
