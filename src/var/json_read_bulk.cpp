@@ -77,6 +77,24 @@ uint64_t new_position(const uint64_t* gone, size_t count, uint64_t pos) {
   return pos - static_cast<uint64_t>(at - gone);
 }
 
+// Sorts (hash << 32) | position pairs by hash, positions keeping their
+// order among equal hashes: four passes of a byte each, lowest first. (A
+// large object may have tens of thousands of suspects, mostly false: this
+// costs a fraction of a comparison sort.)
+void sort_by_hash(uint64_t* pairs, size_t m) {
+  auto* spare = static_cast<uint64_t*>(xmalloc(sat_mul(m ? m : 1, sizeof(uint64_t))));
+  uint64_t* from = pairs;
+  uint64_t* to = spare;
+  for (unsigned shift = 32; shift < 64; shift += 8) {
+    size_t starts[257] = {};
+    for (size_t i = 0; i < m; i++) starts[((from[i] >> shift) & 0xFF) + 1]++;
+    for (size_t b = 0; b < 256; b++) starts[b + 1] += starts[b];
+    for (size_t i = 0; i < m; i++) to[starts[(from[i] >> shift) & 0xFF]++] = from[i];
+    std::swap(from, to);
+  }
+  std::free(spare);  // after an even number of passes the pairs are back in place
+}
+
 // The members whose hashes are among the repeated ones, as (hash << 32) |
 // position, sorted: a second filter, of the repeated hashes only, picks
 // them out (with a few others, which find no partner).
@@ -92,7 +110,7 @@ void pick_suspects(const uint32_t* hashes, size_t n, const uint32_t* repeats, si
     if ((bits[(h & mask) >> 6] & mine) == mine) out.push((uint64_t{h} << 32) | i);
   }
   std::free(bits);
-  std::sort(out.data(), out.data() + out.size());
+  sort_by_hash(out.data(), out.size());
 }
 
 // Merges the members of equal names among n, of which `repeats` are the
