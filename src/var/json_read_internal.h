@@ -222,9 +222,19 @@ class LocalStack {
 
   // All items as an exact svec body when they are on the heap (null when
   // they are local or none); the stack is left empty on its local storage.
+  //
+  // The block is cut to size unless it is large. The allocator maps large
+  // blocks, and one cut down makes the next parse of that size ask for more
+  // than it ever got back: the allocator then maps fresh memory each time,
+  // which the system zeroes and faults in. Uncut, the block comes back whole
+  // and the next parse reuses it. The tail costs no memory that the process
+  // didn't hold already: in a mapped block its pages were never written, and
+  // otherwise they are the allocator's own, kept from others while the tree
+  // lives.
   void* take_all_as_svec() {
     if (data_ == local_ || !size_) return nullptr;
-    void* fitted = xrealloc(block(), svec_block_bytes(size_, sizeof(T)));
+    size_t exact = svec_block_bytes(size_, sizeof(T));
+    void* fitted = exact >= kLargeStackBytes ? block() : xrealloc(block(), exact);
     void* body = svec_write_header(fitted, size_, sizeof(T));
     data_ = local_;
     size_ = 0;
@@ -456,7 +466,7 @@ class BulkNames {
 
  private:
   static constexpr size_t kFilterBits = 8;  // at least, per name
-  static constexpr size_t kAhead = 8;        // hashes that wait for their word
+  static constexpr size_t kAhead = 8;       // hashes that wait for their word
 
   struct Filter {
     uint64_t* bits;
