@@ -545,6 +545,32 @@ TEST(JsonRead, BulkObjectsReadAsThroughTheTable) {
   var_free(&v);
 }
 
+// Bodies large enough to keep the block their stack grew in are still exact
+// svecs, and a large object of new names merges its repeats.
+TEST(JsonRead, LargeBodiesStayExact) {
+  std::string text = "[";
+  for (int i = 0; i < 600000; i++) text += std::to_string(i % 1000) + ",";
+  text += "7]";
+  var_t v = parse(text);
+  ASSERT_EQ(var_get_count(&v), 600001);
+  EXPECT_EQ(dump(var_get_value_at_index(&v, 600000)), "7");
+  EXPECT_EQ(dump(var_get_value_at_index(&v, 1999)), "999");
+  expect_exact_blocks(&v);
+  var_free(&v);
+
+  text = "{";
+  for (int i = 0; i < 200000; i++) text += "\"k" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  text += R"("k5":"five","k199999":"last","k0":null})";
+  v = parse(text);
+  ASSERT_EQ(var_get_count(&v), 200000);
+  EXPECT_EQ(dump(var_find_rawkey(&v, "k5", 2)), "\"five\"");
+  EXPECT_EQ(dump(var_find_rawkey(&v, "k0", 2)), "null");
+  EXPECT_STREQ(*var_get_key_at_index(&v, 199999), "k199999");
+  EXPECT_EQ(dump(var_get_value_at_index(&v, 199999)), "\"last\"");
+  expect_exact_blocks(&v);
+  var_free(&v);
+}
+
 // Different names under one hash must stay apart; equal ones merge however
 // they are spread.
 TEST(JsonRead, BulkMergeTellsNamesOfOneHashApart) {
