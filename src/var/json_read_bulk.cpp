@@ -41,7 +41,7 @@ struct ByName {
     ustr ka = members[position_of(a)].key;
     ustr kb = members[position_of(b)].key;
     uint64_t len = svec_len(ka);
-    return len == svec_len(kb) && (!len || std::memcmp(ka, kb, len) == 0);
+    return len == svec_len(kb) && same_bytes(ka, kb, len);
   }
 };
 
@@ -103,11 +103,11 @@ void pick_suspects(const uint32_t* hashes, size_t n, const uint32_t* repeats, si
   uint64_t mask;
   uint64_t* bits = new_filter(sat_mul(count, 16), &mask);
   for (size_t i = 0; i < count; i++)
-    bits[(repeats[i] & mask) >> 6] |= BulkNames::filter_bits(repeats[i]);
+    BulkNames::filter_word(bits, mask, repeats[i]) |= BulkNames::filter_bits(repeats[i]);
   for (size_t i = 0; i < n; i++) {
     uint32_t h = hashes[i];
     uint64_t mine = BulkNames::filter_bits(h);
-    if ((bits[(h & mask) >> 6] & mine) == mine) out.push((uint64_t{h} << 32) | i);
+    if ((BulkNames::filter_word(bits, mask, h) & mine) == mine) out.push((uint64_t{h} << 32) | i);
   }
   std::free(bits);
   sort_by_hash(out.data(), out.size());
@@ -181,7 +181,7 @@ void BulkNames::grow(Filter& f) {
   f.bits = new_filter(sat_mul(f.mask + 1, 2), &f.mask);
   for (uint64_t i = f.first_hash; i < hashes_.size(); i++) {
     uint32_t h = hashes_[i];
-    f.bits[(h & f.mask) >> 6] |= filter_bits(h);
+    filter_word(f.bits, f.mask, h) |= filter_bits(h);
   }
 }
 

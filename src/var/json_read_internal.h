@@ -445,7 +445,7 @@ class BulkNames {
     if (sat_mul(hashes_.size() - f.first_hash + 1, kFilterBits) > f.mask && f.mask < UINT32_MAX)
       grow(f);
     hashes_.push(hash);
-    __builtin_prefetch(&f.bits[(hash & f.mask) >> 6], 1);
+    __builtin_prefetch(&filter_word(f.bits, f.mask, hash), 1);
     if (hashes_.size() - f.checked > kAhead) check(f, hashes_[f.checked++]);
   }
 
@@ -454,6 +454,10 @@ class BulkNames {
   // false repeats about four times over.
   static uint64_t filter_bits(uint32_t hash) {
     return (uint64_t{1} << (hash & 63)) | (uint64_t{1} << (hash >> 26));
+  }
+  // The word of a filter (its bit mask given) that holds a hash's bits.
+  static uint64_t& filter_word(uint64_t* bits, uint64_t mask, uint32_t hash) {
+    return bits[(hash & mask) >> 6];
   }
 
   // Ends the innermost bulk object, whose n members start at `members`.
@@ -477,7 +481,7 @@ class BulkNames {
   };
   // Sets the hash in the filter, noting it when it was there already.
   void check(Filter& f, uint32_t hash) {
-    uint64_t& word = f.bits[(hash & f.mask) >> 6];
+    uint64_t& word = filter_word(f.bits, f.mask, hash);
     uint64_t bits = filter_bits(hash);
     if ((word & bits) == bits)
       repeats_.push(hash);
